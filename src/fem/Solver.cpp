@@ -1,0 +1,512 @@
+#include "fem/Solver.h"
+
+#include <cmath>
+#include <string>
+
+namespace quillane {
+
+namespace {
+
+// A row store seen as plain arrays: entry k of row i is at i * stride + k.
+struct Rows {
+    const int16* count;
+    const int16* column;
+    const double* value;
+};
+
+// ---- Range checks, made once per call; the kernels below trust them. ----
+
+template <class T> void requireVector(const Array1<T>& a, int n) {
+    if (a.empty() || a.lo() > 0 || a.hi() < n) {
+        raiseSubscript(std::string(a.name()) + " does not cover the equations 0 to " +
+                       std::to_string(n) + ".");
+    }
+}
+
+// Slot stores must all share one layout: slots 0..stride-1 of equation i at i * stride.
+template <class T> void requireSlots(const Array2<T>& a, int n, int capacity, int stride) {
+    if (a.empty() || a.lo1() != 0 || a.lo2() != 0 || a.hi2() < n || a.hi1() < capacity ||
+        a.stride() != stride) {
+        raiseSubscript(std::string(a.name()) + " does not hold " + std::to_string(capacity) +
+                       " slots for each of the equations 1 to " + std::to_string(n) + ".");
+    }
+}
+
+// Counts within the capacity and columns within 1..n (strictly above or below the
+// diagonal as the store requires).
+void requireRows(const char* name, const int16* count, const int16* column, int n, int capacity,
+                 int stride, bool upper) {
+    for (int i = 1; i <= n; ++i) {
+        if (count[i] < 0 || count[i] > capacity) {
+            raiseSubscript(std::string(name) + " row " + std::to_string(i) + " holds " +
+                           std::to_string(count[i]) + " entries; a row has " +
+                           std::to_string(capacity) + " slots.");
+        }
+        const int16* c = column + static_cast<std::ptrdiff_t>(i) * stride;
+        for (int k = 1; k <= count[i]; ++k) {
+            const bool inside = upper ? (c[k] > i && c[k] <= n) : (c[k] >= 1 && c[k] < i);
+            if (!inside) {
+                raiseSubscript(std::string(name) + " row " + std::to_string(i) + " names column " +
+                               std::to_string(c[k]) + ", outside the equations it may couple to.");
+            }
+        }
+    }
+}
+
+// True when every slot past a row's count holds column 0 and value 0.0.
+bool paddingIsClean(const Rows& rows, int n, int stride) {
+    for (int i = 1; i <= n; ++i) {
+        const std::ptrdiff_t base = static_cast<std::ptrdiff_t>(i) * stride;
+        for (int k = rows.count[i] + 1; k <= kRowCapacity; ++k) {
+            if (rows.column[base + k] != 0 || rows.value[base + k] != 0.0 ||
+                std::signbit(rows.value[base + k])) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+void requireCapacity(int capacity) {
+    if (capacity < 1 || capacity > kRowCapacity) {
+        raiseSubscript("A row capacity of " + std::to_string(capacity) +
+                       " does not match the stores' nine slots.");
+    }
+}
+
+// ---- Kernels on plain arrays. Index i of a vector is element i; entry k of row i
+// of a slot store is at i * stride + k. ----
+
+inline double productRow(int i, int stride, const Rows& lower, const double* diagonal,
+                         const Rows& upper, const double* x) {
+    const std::ptrdiff_t base = static_cast<std::ptrdiff_t>(i) * stride;
+    const int16* lc = lower.column + base;
+    const double* lv = lower.value + base;
+    const int16* uc = upper.column + base;
+    const double* uv = upper.value + base;
+    double s = 0.0;
+    for (int k = 1, end = lower.count[i]; k <= end; ++k) {
+        s = s + lv[k] * x[lc[k]];
+    }
+    s = s + diagonal[i] * x[i];
+    for (int k = 1, end = upper.count[i]; k <= end; ++k) {
+        s = s + uv[k] * x[uc[k]];
+    }
+    return s;
+}
+
+// The same row over all nine slots. Slots past a row's count hold column 0 and
+// value 0.0, and x(0) is 0, so each adds +0.0; a sum that starts at +0.0 never
+// becomes -0.0 under round-to-nearest, so adding +0.0 leaves it unchanged. The
+// fixed length spares the processor a mispredicted loop exit on every row.
+inline double productRowPadded(int i, int stride, const Rows& lower, const double* diagonal,
+                               const Rows& upper, const double* x) {
+    const std::ptrdiff_t base = static_cast<std::ptrdiff_t>(i) * stride;
+    const int16* lc = lower.column + base;
+    const double* lv = lower.value + base;
+    const int16* uc = upper.column + base;
+    const double* uv = upper.value + base;
+    double s = 0.0;
+    for (int k = 1; k <= kRowCapacity; ++k) {
+        s = s + lv[k] * x[lc[k]];
+    }
+    s = s + diagonal[i] * x[i];
+    for (int k = 1; k <= kRowCapacity; ++k) {
+        s = s + uv[k] * x[uc[k]];
+    }
+    return s;
+}
+
+void productKernel(int n, int stride, const Rows& lower, const double* diagonal, const Rows& upper,
+                   const double* x, double* y) {
+    for (int i = 1; i <= n; ++i) {
+        y[i] = productRow(i, stride, lower, diagonal, upper, x);
+    }
+}
+
+// y = K x, returning the sum of x(i) y(i) in ascending order, as a separate loop
+// after the product would add it up. Padded rows need clean padding and x(0) = 0.
+template <bool Padded>
+double productDotKernel(int n, int stride, const Rows& lower, const double* diagonal,
+                        const Rows& upper, const double* x, double* y) {
+    double dot = 0.0;
+    for (int i = 1; i <= n; ++i) {
+        const double s = Padded ? productRowPadded(i, stride, lower, diagonal, upper, x)
+                                : productRow(i, stride, lower, diagonal, upper, x);
+        y[i] = s;
+        dot = dot + x[i] * s;
+    }
+    return dot;
+}
+
+void preconditionKernel(int n, int stride, const Rows& factorLower, const Rows& factorUpper,
+                        const double* invDiag, const double* r, double* z) {
+    for (int i = 1; i <= n; ++i) {
+        const std::ptrdiff_t base = static_cast<std::ptrdiff_t>(i) * stride;
+        const int16* c = factorLower.column + base;
+        const double* v = factorLower.value + base;
+        double s = r[i];
+        for (int k = 1, end = factorLower.count[i]; k <= end; ++k) {
+            s = s - v[k] * z[c[k]];
+        }
+        z[i] = s * invDiag[i];
+    }
+    for (int i = n; i >= 1; --i) {
+        const std::ptrdiff_t base = static_cast<std::ptrdiff_t>(i) * stride;
+        const int16* c = factorUpper.column + base;
+        const double* v = factorUpper.value + base;
+        double t = 0.0;
+        for (int k = 1, end = factorUpper.count[i]; k <= end; ++k) {
+            t = t + v[k] * z[c[k]];
+        }
+        z[i] = z[i] - t * invDiag[i];
+    }
+}
+
+double checkedStep(double numerator, double denominator, int n, double loadNormSquared) {
+    if (denominator == 0.0) {
+        if (n == 0) {
+            raiseFloatingPoint(
+                "There is nothing to solve: no node of the material is free to move (no cell "
+                "holds material, or every node of the material is fixed). The solver's first "
+                "step divided by zero.");
+        }
+        if (loadNormSquared == 0.0) {
+            raiseFloatingPoint(
+                "No load acts on a free node, so the plate carries no force and the solver's "
+                "first step divided zero by zero. Apply a load to a node that is not fixed.");
+        }
+        raiseFloatingPoint("The solver broke down: a step size divided by zero. The structure "
+                           "may be unsupported or fall apart into pieces.");
+    }
+    const double step = numerator / denominator;
+    if (!std::isfinite(step)) {
+        raiseFloatingPoint("The solver's step size overflowed. The structure may be "
+                           "unsupported or fall apart into pieces.");
+    }
+    return step;
+}
+
+} // namespace
+
+void TransposeRows(int16 n, int16 capacity, const Array1<int16>& countIn, Array1<int16>& countOut,
+                   const Array2<int16>& columnIn, Array2<int16>& columnOut,
+                   const Array2<double>& valueIn, Array2<double>& valueOut, Array1<int16>& fill) {
+    requireCapacity(capacity);
+    const int stride = columnIn.stride();
+    requireVector(countIn, n);
+    requireVector(countOut, n);
+    requireVector(fill, n);
+    requireSlots(columnIn, n, capacity, stride);
+    requireSlots(columnOut, n, capacity, stride);
+    requireSlots(valueIn, n, capacity, stride);
+    requireSlots(valueOut, n, capacity, stride);
+
+    const int16* cin = countIn.data();
+    int16* cout = countOut.data();
+    const int16* colIn = columnIn.data();
+    int16* colOut = columnOut.data();
+    const double* valIn = valueIn.data();
+    double* valOut = valueOut.data();
+    int16* fillCount = fill.data();
+
+    for (int i = 1; i <= n; ++i) {
+        cout[i] = 0;
+        const std::ptrdiff_t base = static_cast<std::ptrdiff_t>(i) * stride;
+        for (int k = 1; k <= capacity; ++k) {
+            colOut[base + k] = 0;
+            valOut[base + k] = 0.0;
+        }
+    }
+    for (int i = 1; i <= n; ++i) {
+        const std::ptrdiff_t base = static_cast<std::ptrdiff_t>(i) * stride;
+        const int count = cin[i];
+        if (count < 0 || count > capacity) {
+            raiseSubscript("Row " + std::to_string(i) + " of " + countIn.name() + " holds " +
+                           std::to_string(count) + " entries; a row has " +
+                           std::to_string(capacity) + " slots.");
+        }
+        // Two passes over the row: reserve each entry's slot, then store it.
+        for (int k = 1; k <= count; ++k) {
+            const int j = colIn[base + k];
+            if (j < 1 || j > n) {
+                raiseSubscript("Row " + std::to_string(i) + " of " + columnIn.name() +
+                               " names column " + std::to_string(j) + ", outside 1 to " +
+                               std::to_string(n) + ".");
+            }
+            if (cout[j] >= capacity) {
+                raiseSubscript("Row " + std::to_string(j) + " of " + columnOut.name() +
+                               " would hold more than " + std::to_string(capacity) + " entries.");
+            }
+            fillCount[j] = static_cast<int16>(cout[j] + 1);
+        }
+        for (int k = 1; k <= count; ++k) {
+            const int j = colIn[base + k];
+            cout[j] = fillCount[j];
+            const std::ptrdiff_t slot = static_cast<std::ptrdiff_t>(j) * stride + cout[j];
+            colOut[slot] = static_cast<int16>(i);
+            valOut[slot] = valIn[base + k];
+        }
+    }
+}
+
+void IncompleteCholesky(int16 n, int16 capacity, const Array1<int16>& LowerCount,
+                        const Array2<int16>& LowerColumn, const Array2<double>& LowerValue,
+                        const Array1<double>& DiagonalValue, Array2<double>& FactorLower,
+                        Array1<double>& FactorInvDiag, double tolerance) {
+    requireCapacity(capacity);
+    const int stride = LowerColumn.stride();
+    requireVector(LowerCount, n);
+    requireVector(DiagonalValue, n);
+    requireVector(FactorInvDiag, n);
+    requireSlots(LowerColumn, n, capacity, stride);
+    requireSlots(LowerValue, n, capacity, stride);
+    requireSlots(FactorLower, n, capacity, stride);
+    const int16* count = LowerCount.data();
+    const int16* column = LowerColumn.data();
+    requireRows(LowerColumn.name(), count, column, n, capacity, stride, false);
+    // Every slot beyond a row's count must read as column 0: the merge below looks
+    // at slot 1 of an empty row.
+    for (int i = 1; i <= n; ++i) {
+        if (count[i] == 0 && column[static_cast<std::ptrdiff_t>(i) * stride + 1] != 0) {
+            raiseSubscript(std::string(LowerColumn.name()) + " row " + std::to_string(i) +
+                           " is empty but its first slot is not cleared.");
+        }
+    }
+
+    const double* value = LowerValue.data();
+    const double* diagonal = DiagonalValue.data();
+    double* factor = FactorLower.data();
+    double* invDiag = FactorInvDiag.data();
+
+    for (int i = 1; i <= n; ++i) {
+        const std::ptrdiff_t baseI = static_cast<std::ptrdiff_t>(i) * stride;
+        const int16* colI = column + baseI;
+        double* factorI = factor + baseI;
+        const int countI = count[i];
+        for (int k = 1; k <= countI; ++k) {
+            const int j = colI[k];
+            const std::ptrdiff_t baseJ = static_cast<std::ptrdiff_t>(j) * stride;
+            const int16* colJ = column + baseJ;
+            const double* factorJ = factor + baseJ;
+            const int countJ = count[j];
+            double l = value[baseI + k];
+            // Merge rows i and j over their ascending columns. The first comparison
+            // is always made, even for an empty row j, whose slot 1 reads column 0.
+            int p = 1;
+            int q = 1;
+            do {
+                const int a = colJ[p];
+                const int b = colI[q];
+                if (a > b) {
+                    ++q;
+                } else if (a == b) {
+                    l = l - invDiag[b] * factorJ[p] * factorI[q];
+                    ++p;
+                    ++q;
+                } else {
+                    ++p;
+                }
+            } while (q <= countI && p <= countJ);
+            factorI[k] = l;
+        }
+        double d = diagonal[i];
+        for (int k = 1; k <= countI; ++k) {
+            d = d - factorI[k] * factorI[k] * invDiag[colI[k]];
+        }
+        // A pivot that is (nearly) zero or negative comes from a badly supported or
+        // disconnected model; replacing it keeps the solve going.
+        if (std::fabs(d) <= tolerance) {
+            d = tolerance;
+        }
+        invDiag[i] = 1.0 / d;
+    }
+}
+
+void MatrixVectorProduct(int16 n, int16 capacity, const Array1<int16>& UpperCount,
+                         const Array1<int16>& LowerCount, const Array2<int16>& UpperColumn,
+                         const Array2<int16>& LowerColumn, const Array2<double>& UpperValue,
+                         const Array2<double>& LowerValue, const Array1<double>& DiagonalValue,
+                         const Array1<double>& x, Array1<double>& y) {
+    requireCapacity(capacity);
+    const int stride = UpperColumn.stride();
+    requireVector(UpperCount, n);
+    requireVector(LowerCount, n);
+    requireVector(DiagonalValue, n);
+    requireVector(x, n);
+    requireVector(y, n);
+    requireSlots(UpperColumn, n, capacity, stride);
+    requireSlots(LowerColumn, n, capacity, stride);
+    requireSlots(UpperValue, n, capacity, stride);
+    requireSlots(LowerValue, n, capacity, stride);
+    requireRows(UpperColumn.name(), UpperCount.data(), UpperColumn.data(), n, capacity, stride,
+                true);
+    requireRows(LowerColumn.name(), LowerCount.data(), LowerColumn.data(), n, capacity, stride,
+                false);
+    const Rows lower{LowerCount.data(), LowerColumn.data(), LowerValue.data()};
+    const Rows upper{UpperCount.data(), UpperColumn.data(), UpperValue.data()};
+    productKernel(n, stride, lower, DiagonalValue.data(), upper, x.data(), y.data());
+}
+
+void ApplyPreconditioner(int16 n, int16 capacity, const Array1<int16>& UpperCount,
+                         const Array1<int16>& LowerCount, const Array2<int16>& UpperColumn,
+                         const Array2<int16>& LowerColumn, const Array2<double>& FactorUpper,
+                         const Array2<double>& FactorLower, const Array1<double>& FactorInvDiag,
+                         const Array1<double>& r, Array1<double>& z) {
+    requireCapacity(capacity);
+    const int stride = UpperColumn.stride();
+    requireVector(UpperCount, n);
+    requireVector(LowerCount, n);
+    requireVector(FactorInvDiag, n);
+    requireVector(r, n);
+    requireVector(z, n);
+    requireSlots(UpperColumn, n, capacity, stride);
+    requireSlots(LowerColumn, n, capacity, stride);
+    requireSlots(FactorUpper, n, capacity, stride);
+    requireSlots(FactorLower, n, capacity, stride);
+    requireRows(UpperColumn.name(), UpperCount.data(), UpperColumn.data(), n, capacity, stride,
+                true);
+    requireRows(LowerColumn.name(), LowerCount.data(), LowerColumn.data(), n, capacity, stride,
+                false);
+    const Rows lower{LowerCount.data(), LowerColumn.data(), FactorLower.data()};
+    const Rows upper{UpperCount.data(), UpperColumn.data(), FactorUpper.data()};
+    preconditionKernel(n, stride, lower, upper, FactorInvDiag.data(), r.data(), z.data());
+}
+
+SolverReport PreconditionedCG(int16 n, int16 capacity, Array1<int16>& UpperCount,
+                              Array1<int16>& LowerCount, Array2<int16>& UpperColumn,
+                              Array2<int16>& LowerColumn, Array2<double>& UpperValue,
+                              Array2<double>& LowerValue, Array1<double>& DiagonalValue,
+                              Array1<double>& LoadVector, double tolerance,
+                              Array1<double>& SolutionVector, Array2<double>& FactorUpper,
+                              Array2<double>& FactorLower, Array1<double>& FactorInvDiag,
+                              Array1<double>& ResidualVector, Array1<double>& DirectionVector,
+                              Array1<double>& PrecondVector, Array1<double>& ProductVector,
+                              Array1<int16>& /*TransposeFill*/) {
+    requireCapacity(capacity);
+    const int limit = add16(n, 10, "the solver's iteration limit");
+    const double epsilonSquared = tolerance * tolerance;
+
+    const int stride = UpperColumn.stride();
+    for (const Array1<double>* v :
+         {&DiagonalValue, &LoadVector, &SolutionVector, &FactorInvDiag, &ResidualVector,
+          &DirectionVector, &PrecondVector, &ProductVector}) {
+        requireVector(*v, n);
+    }
+    requireVector(UpperCount, n);
+    requireVector(LowerCount, n);
+    requireSlots(UpperColumn, n, capacity, stride);
+    requireSlots(LowerColumn, n, capacity, stride);
+    requireSlots(UpperValue, n, capacity, stride);
+    requireSlots(LowerValue, n, capacity, stride);
+    requireSlots(FactorUpper, n, capacity, stride);
+    requireSlots(FactorLower, n, capacity, stride);
+    requireRows(UpperColumn.name(), UpperCount.data(), UpperColumn.data(), n, capacity, stride,
+                true);
+    requireRows(LowerColumn.name(), LowerCount.data(), LowerColumn.data(), n, capacity, stride,
+                false);
+
+    const Rows lower{LowerCount.data(), LowerColumn.data(), LowerValue.data()};
+    const Rows upper{UpperCount.data(), UpperColumn.data(), UpperValue.data()};
+    const Rows factorLower{LowerCount.data(), LowerColumn.data(), FactorLower.data()};
+    const Rows factorUpper{UpperCount.data(), UpperColumn.data(), FactorUpper.data()};
+    const double* diagonal = DiagonalValue.data();
+    const double* invDiag = FactorInvDiag.data();
+    const double* f = LoadVector.data();
+    double* x = SolutionVector.data();
+    double* r = ResidualVector.data();
+    double* p = DirectionVector.data();
+    double* z = PrecondVector.data();
+    double* q = ProductVector.data();
+
+    // Full nine-slot rows let the product run without a branch per row; index 0
+    // of the direction is unused and serves as the empty slots' operand.
+    const bool padded = stride > kRowCapacity && paddingIsClean(lower, n, stride) &&
+                        paddingIsClean(upper, n, stride);
+    p[0] = 0.0;
+
+    productKernel(n, stride, lower, diagonal, upper, x, q);
+    for (int i = 1; i <= n; ++i) {
+        r[i] = f[i] - q[i];
+    }
+    preconditionKernel(n, stride, factorLower, factorUpper, invDiag, r, z);
+    double rho = 0.0;
+    for (int i = 1; i <= n; ++i) {
+        p[i] = z[i];
+    }
+    for (int i = 1; i <= n; ++i) {
+        rho = rho + r[i] * z[i];
+    }
+    double loadNormSquared = 0.0;
+    for (int i = 1; i <= n; ++i) {
+        loadNormSquared = loadNormSquared + f[i] * f[i];
+    }
+
+    SolverReport report;
+    for (int iteration = 1; iteration <= limit; ++iteration) {
+        report.iterations = iteration;
+        const double pq = padded ? productDotKernel<true>(n, stride, lower, diagonal, upper, p, q)
+                                 : productDotKernel<false>(n, stride, lower, diagonal, upper, p, q);
+        const double alpha = checkedStep(rho, pq, n, loadNormSquared);
+        double rr = 0.0;
+        for (int i = 1; i <= n; ++i) {
+            x[i] = x[i] + alpha * p[i];
+            r[i] = r[i] - alpha * q[i];
+            rr = rr + r[i] * r[i];
+        }
+        report.residualRatio = rr / loadNormSquared;
+        if (!std::isfinite(report.residualRatio)) {
+            raiseFloatingPoint("The solver's residual overflowed. The structure may be "
+                               "unsupported or fall apart into pieces.");
+        }
+        // Convergence is tested before the preconditioner of the same iteration.
+        if (report.residualRatio <= epsilonSquared) {
+            report.converged = true;
+            return report;
+        }
+        preconditionKernel(n, stride, factorLower, factorUpper, invDiag, r, z);
+        double rhoNext = 0.0;
+        for (int i = 1; i <= n; ++i) {
+            rhoNext = rhoNext + r[i] * z[i];
+        }
+        const double beta = checkedStep(rhoNext, rho, n, loadNormSquared);
+        rho = rhoNext;
+        for (int i = 1; i <= n; ++i) {
+            p[i] = z[i] + beta * p[i];
+        }
+    }
+    // Out of iterations: the last iterate stands, as if converged.
+    return report;
+}
+
+SolverReport SolveEquations(int16 n, int16 capacity, Array1<int16>& UpperCount,
+                            Array1<int16>& LowerCount, Array2<int16>& UpperColumn,
+                            Array2<int16>& LowerColumn, Array2<double>& UpperValue,
+                            Array2<double>& LowerValue, Array1<double>& DiagonalValue,
+                            Array1<double>& LoadVector, double tolerance,
+                            Array1<double>& SolutionVector, Array2<double>& FactorUpper,
+                            Array2<double>& FactorLower, Array1<double>& FactorInvDiag,
+                            Array1<double>& ResidualVector, Array1<double>& DirectionVector,
+                            Array1<double>& PrecondVector, Array1<double>& ProductVector,
+                            Array1<int16>& TransposeFill) {
+    TransposeRows(n, capacity, UpperCount, LowerCount, UpperColumn, LowerColumn, UpperValue,
+                  LowerValue, TransposeFill);
+    IncompleteCholesky(n, capacity, LowerCount, LowerColumn, LowerValue, DiagonalValue, FactorLower,
+                       FactorInvDiag, tolerance);
+    TransposeRows(n, capacity, LowerCount, UpperCount, LowerColumn, UpperColumn, FactorLower,
+                  FactorUpper, TransposeFill);
+    return PreconditionedCG(n, capacity, UpperCount, LowerCount, UpperColumn, LowerColumn,
+                            UpperValue, LowerValue, DiagonalValue, LoadVector, tolerance,
+                            SolutionVector, FactorUpper, FactorLower, FactorInvDiag, ResidualVector,
+                            DirectionVector, PrecondVector, ProductVector, TransposeFill);
+}
+
+SolverReport SolveEquations(Model& m, double tolerance) {
+    return SolveEquations(m.EquationCount, static_cast<int16>(kRowCapacity), m.UpperCount,
+                          m.LowerCount, m.UpperColumn, m.LowerColumn, m.UpperValue, m.LowerValue,
+                          m.DiagonalValue, m.LoadVector, tolerance, m.SolutionVector, m.FactorUpper,
+                          m.FactorLower, m.FactorInvDiag, m.ResidualVector, m.DirectionVector,
+                          m.PrecondVector, m.ProductVector, m.TransposeFill);
+}
+
+} // namespace quillane

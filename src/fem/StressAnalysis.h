@@ -1,0 +1,39 @@
+#pragma once
+// One linear static analysis of the current layout, as a sequence of stages:
+// element stiffness, equation numbering, assembly, compression, solution, and the
+// evaluation of displacements, stresses and volume.
+
+#include <string>
+
+#include "fem/Solver.h"
+#include "model/Model.h"
+
+namespace quillane {
+
+// The solver's tolerance of every analysis: the relative residual norm to reach.
+inline constexpr double kSolverTolerance = 1.0E-6;
+
+struct AnalysisReport {
+    SolverReport solver;
+    // The stresses are known: optimization and history recording may be offered.
+    bool enableResultMenus = false;
+};
+
+// The chain shared by the stress analysis and every optimization step: from the
+// element stiffness to the stresses and the volume of the present layout. Uses the
+// node activity of the last MarkActiveNodes.
+AnalysisReport AnalyseLayout(Model& m);
+
+// The stress analysis command's computation: StepCount = 0, AnalyseLayout, then
+// the potentials of all occupied cells start saturated. Drawing the map and the
+// status caption are the caller's.
+AnalysisReport RunStressAnalysis(Model& m);
+
+} // namespace quillane
+
+namespace quillane {
+
+// The status caption after an analysis: "  Volume = 2.00E+06mm^3".
+std::string AnalysisStatusText(const Model& m);
+
+} // namespace quillane

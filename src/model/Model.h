@@ -1,0 +1,124 @@
+#pragma once
+// The one model: every variable the program works on, with its start-up value.
+//
+// Every procedure takes the model by reference and reads and writes these fields
+// directly; nothing else owns data. Integer counts and codes are 16-bit, lengths
+// and view settings single precision, material, loads and results double
+// precision, exactly as the arithmetic of the analysis expects.
+
+#include <string>
+
+#include "model/Array.h"
+#include "model/Int16.h"
+
+namespace quillane {
+
+// Codes of CellState. A cell holds an element exactly when its code is above 0.
+enum CellCode : int16 {
+    kCellCutOut = -3,   // not part of the design domain
+    kCellEmpty = 0,     // design area without material
+    kCellDesign = 1,    // material the optimization may remove
+    kCellNonDesign = 2, // material the optimization never changes
+};
+
+// Slots per equation in every row store of the stiffness and its factor.
+inline constexpr int kRowCapacity = 9;
+
+// The assembled stiffness matrix, kept row by row instead of as a square array:
+// for each equation its couplings to higher equations (ascending columns, exact
+// zeros still present) and its diagonal. Only this half is ever read, so the
+// square matrix is never formed; each entry is summed in the same element order
+// as a square matrix would be, which keeps every value bit for bit.
+struct AssembledStiffness {
+    Array1<int16> Count{"StiffnessMatrix row count"};
+    Array2<int16> Column{"StiffnessMatrix column"};
+    Array2<double> Value{"StiffnessMatrix value"};
+    Array1<double> Diagonal{"StiffnessMatrix diagonal"};
+};
+
+struct Model {
+    // Grid and geometry (mm).
+    float ElementSize = 100.0f;
+    float DomainWidth = 2000.0f;
+    float DomainHeight = 0.0f; // derived from the canvas's aspect by the layout
+    float OriginFracX = 0.5f;
+    float OriginFracY = 0.5f;
+    float ViewRight = 0.0f;
+    float ViewTop = 0.0f;
+    float DomainX1 = 0.0f;
+    float DomainX2 = 0.0f;
+    float DomainY1 = 0.0f;
+    float DomainY2 = 0.0f;
+    int16 CellRowCount = 0;    // cells along y
+    int16 CellColumnCount = 0; // cells along x
+    Array2<int16> CellState{"CellState"};
+
+    // Mesh.
+    int16 NodeCount = 0;
+    int16 ElementCount = 0;
+    Array2<double> NodeXY{"NodeXY"};
+    Array2<int16> ElementNodes{"ElementNodes"};
+    Array1<int16> NodeActive{"NodeActive"};
+    Array2<int16> DofNumber{"DofNumber"};
+    Array2<int16> ElementDofs{"ElementDofs"};
+    int16 EquationCount = 0;
+
+    // Supports and loads.
+    Array2<int16> NodeFreedom{"NodeFreedom"};
+    Array2<double> NodeLoad{"NodeLoad"};
+    double LoadFx = 0.0;
+    double LoadFy = 0.0;
+
+    // Material.
+    double YoungModulus = 210000.0;
+    double PoissonRatio = 0.3;
+    double Thickness = 1.0;
+
+    // Optimization parameters.
+    float StressTarget = 0.0f;
+    int16 Epsilon = 1;
+    float Lambda = 0.05f;
+    float PotentialIncrement = 0.0f;
+    Array2<double> Potential{"Potential"};
+
+    // Equation system.
+    Array2<double> ElementStiffness{"ElementStiffness", 1, 8, 1, 8};
+    AssembledStiffness StiffnessMatrix;
+    Array1<double> LoadVector{"LoadVector"};
+    Array1<double> SolutionVector{"SolutionVector"};
+    Array1<int16> UpperCount{"UpperCount"};
+    Array2<int16> UpperColumn{"UpperColumn"};
+    Array2<double> UpperValue{"UpperValue"};
+    Array1<double> DiagonalValue{"DiagonalValue"};
+    Array1<int16> LowerCount{"LowerCount"};
+    Array2<int16> LowerColumn{"LowerColumn"};
+    Array2<double> LowerValue{"LowerValue"};
+    Array2<double> FactorUpper{"FactorUpper"};
+    Array2<double> FactorLower{"FactorLower"};
+    Array1<double> FactorInvDiag{"FactorInvDiag"};
+    Array1<double> ResidualVector{"ResidualVector"};
+    Array1<double> DirectionVector{"DirectionVector"};
+    Array1<double> PrecondVector{"PrecondVector"};
+    Array1<double> ProductVector{"ProductVector"};
+    Array1<int16> TransposeFill{"TransposeFill"};
+
+    // Results.
+    Array2<double> NodeDisp{"NodeDisp"};
+    Array2<double> CellStress{"CellStress"};
+    double MaxStress = 0.0;
+    double MinStress = 0.0;
+    double AvgStress = 0.0;
+    double Volume = 0.0;
+
+    // Interaction and display state.
+    int16 EditMode = 0;
+    int16 ClickCount = 0;
+    int16 DomainDefined = 0; // -1 once a design domain exists
+    int16 DisplayMode = 1;   // 1 stress map, 2 potential map
+    int16 AutoOptimize = 0;  // -1 while automatic optimization runs
+    int16 StepCount = 0;
+    int16 HistoryRecording = 0; // -1 while the history file is open
+    std::string ModelFilePath;
+};
+
+} // namespace quillane
