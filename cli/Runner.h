@@ -1,0 +1,66 @@
+#pragma once
+// The headless runner: opens a model the way the desktop does, analyses it, runs
+// optimization steps and writes what was asked for. Everything goes through the
+// two streams passed in, so the whole run can be driven from a test.
+
+#include <iosfwd>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace quillane::cli {
+
+// Exit codes of the runner.
+inline constexpr int kExitSuccess = 0;
+inline constexpr int kExitInternal = 1; // anything else: out of memory and the like
+inline constexpr int kExitUsage = 2;
+inline constexpr int kExitFile = 3;
+inline constexpr int kExitFault = 4;
+
+// The canvas the desktop lays out in its first window: a client area of 8085 by
+// 5880 twips less the status strip (300) for the height and less the colour bar
+// (the height / 21 * 5.5, rounded half to even: 1461) for the width. Opening a
+// model rebuilds its view for this canvas, as the desktop would at start-up.
+inline constexpr double kDefaultCanvasWidth = 6624.0;
+inline constexpr double kDefaultCanvasHeight = 5580.0;
+
+enum class Command { Run, Help, Version };
+
+struct RunOptions {
+    Command command = Command::Run;
+    std::string modelPath;
+    int steps = 0;
+    std::optional<std::string> historyPath;
+    std::optional<std::string> cellsPath;
+    std::optional<std::string> savePath;
+    // Parameter overrides, as the parameter dialog's boxes would hold them.
+    std::optional<std::string> stressTarget;
+    std::optional<std::string> epsilon;
+    std::optional<std::string> lambda;
+    bool quiet = false;
+};
+
+struct ParseResult {
+    std::optional<RunOptions> options; // empty when the arguments are not usable
+    std::string error;                 // why not, for the usage message
+};
+
+// Parses the arguments after the program name.
+ParseResult ParseArguments(const std::vector<std::string>& args);
+
+// The usage lines printed after a usage error.
+std::string UsageLines();
+
+// The full help printed by --help.
+std::string UsageText();
+
+// "quillane-cli 0.1.0"
+std::string VersionText();
+
+// Carries out parsed options; returns the exit code.
+int Run(const RunOptions& options, std::ostream& out, std::ostream& err);
+
+// Parses and runs: what main() does.
+int Main(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
+
+} // namespace quillane::cli
