@@ -1,7 +1,10 @@
 #include "fem/Solver.h"
 
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <string>
+#include <vector>
 
 namespace quillane {
 
@@ -53,20 +56,6 @@ void requireRows(const char* name, const int16* count, const int16* column, int 
     }
 }
 
-// True when every slot past a row's count holds column 0 and value 0.0.
-bool paddingIsClean(const Rows& rows, int n, int stride) {
-    for (int i = 1; i <= n; ++i) {
-        const std::ptrdiff_t base = static_cast<std::ptrdiff_t>(i) * stride;
-        for (int k = rows.count[i] + 1; k <= kRowCapacity; ++k) {
-            if (rows.column[base + k] != 0 || rows.value[base + k] != 0.0 ||
-                std::signbit(rows.value[base + k])) {
-                return false;
-            }
-        }
-    }
-    return true;
-}
-
 void requireCapacity(int capacity) {
     if (capacity < 1 || capacity > kRowCapacity) {
         raiseSubscript("A row capacity of " + std::to_string(capacity) +
@@ -95,28 +84,6 @@ inline double productRow(int i, int stride, const Rows& lower, const double* dia
     return s;
 }
 
-// The same row over all nine slots. Slots past a row's count hold column 0 and
-// value 0.0, and x(0) is 0, so each adds +0.0; a sum that starts at +0.0 never
-// becomes -0.0 under round-to-nearest, so adding +0.0 leaves it unchanged. The
-// fixed length spares the processor a mispredicted loop exit on every row.
-inline double productRowPadded(int i, int stride, const Rows& lower, const double* diagonal,
-                               const Rows& upper, const double* x) {
-    const std::ptrdiff_t base = static_cast<std::ptrdiff_t>(i) * stride;
-    const int16* lc = lower.column + base;
-    const double* lv = lower.value + base;
-    const int16* uc = upper.column + base;
-    const double* uv = upper.value + base;
-    double s = 0.0;
-    for (int k = 1; k <= kRowCapacity; ++k) {
-        s = s + lv[k] * x[lc[k]];
-    }
-    s = s + diagonal[i] * x[i];
-    for (int k = 1; k <= kRowCapacity; ++k) {
-        s = s + uv[k] * x[uc[k]];
-    }
-    return s;
-}
-
 void productKernel(int n, int stride, const Rows& lower, const double* diagonal, const Rows& upper,
                    const double* x, double* y) {
     for (int i = 1; i <= n; ++i) {
@@ -124,66 +91,72 @@ void productKernel(int n, int stride, const Rows& lower, const double* diagonal,
     }
 }
 
-// Four padded rows at once. Each row's sum still runs in its own fixed order; the
-// four independent chains are interleaved only so that the processor can overlap
-// them, since each one alone is a string of dependent additions.
-inline void productFourRowsPadded(int i, int stride, const Rows& lower, const double* diagonal,
-                                  const Rows& upper, const double* x, double out[4]) {
-    const std::ptrdiff_t base = static_cast<std::ptrdiff_t>(i) * stride;
-    const int16* lc = lower.column + base;
-    const double* lv = lower.value + base;
-    const int16* uc = upper.column + base;
-    const double* uv = upper.value + base;
-    double s0 = 0.0;
-    double s1 = 0.0;
-    double s2 = 0.0;
-    double s3 = 0.0;
-    for (int k = 1; k <= kRowCapacity; ++k) {
-        s0 = s0 + lv[k] * x[lc[k]];
-        s1 = s1 + lv[stride + k] * x[lc[stride + k]];
-        s2 = s2 + lv[2 * stride + k] * x[lc[2 * stride + k]];
-        s3 = s3 + lv[3 * stride + k] * x[lc[3 * stride + k]];
+// y = K x from the upper store alone, returning the sum of x(i) y(i) in ascending
+// order. The lower store is the upper one transposed, so the lower part of row c
+// is the upper entries (i, c) of the rows above it, met in ascending i: scattering
+// v x(i) into a running sum of row c as row i is read adds them in the same order,
+// and v x(i) is the same product as x(i) v. Every row's sum and the dot product
+// thus come out bit for bit as in the row-by-row product, while the matrix is
+// read once instead of twice. `lowerSum` (1..n) must be zero on entry and is left
+// zero.
+double productDotUpperKernel(int n, int stride, const Rows& upper, const double* diagonal,
+                             const double* x, double* y, double* lowerSum) {
+    double dot = 0.0;
+    for (int i = 1; i <= n; ++i) {
+        const std::ptrdiff_t base = static_cast<std::ptrdiff_t>(i) * stride;
+        const int16* uc = upper.column + base;
+        const double* uv = upper.value + base;
+        const double xi = x[i];
+        double s = lowerSum[i];
+        lowerSum[i] = 0.0;
+        s = s + diagonal[i] * xi;
+        for (int k = 1, end = upper.count[i]; k <= end; ++k) {
+            const int c = uc[k];
+            const double v = uv[k];
+            s = s + v * x[c];
+            lowerSum[c] = lowerSum[c] + v * xi;
+        }
+        y[i] = s;
+        dot = dot + xi * s;
     }
-    s0 = s0 + diagonal[i] * x[i];
-    s1 = s1 + diagonal[i + 1] * x[i + 1];
-    s2 = s2 + diagonal[i + 2] * x[i + 2];
-    s3 = s3 + diagonal[i + 3] * x[i + 3];
-    for (int k = 1; k <= kRowCapacity; ++k) {
-        s0 = s0 + uv[k] * x[uc[k]];
-        s1 = s1 + uv[stride + k] * x[uc[stride + k]];
-        s2 = s2 + uv[2 * stride + k] * x[uc[2 * stride + k]];
-        s3 = s3 + uv[3 * stride + k] * x[uc[3 * stride + k]];
-    }
-    out[0] = s0;
-    out[1] = s1;
-    out[2] = s2;
-    out[3] = s3;
+    return dot;
 }
 
-// y = K x, returning the sum of x(i) y(i) in ascending order, as a separate loop
-// after the product would add it up. Padded rows need clean padding and x(0) = 0.
-template <bool Padded>
+// y = K x with the row-by-row product, returning the ascending sum of x(i) y(i).
 double productDotKernel(int n, int stride, const Rows& lower, const double* diagonal,
                         const Rows& upper, const double* x, double* y) {
     double dot = 0.0;
-    int i = 1;
-    if constexpr (Padded) {
-        for (; i + 3 <= n; i += 4) {
-            double s[4];
-            productFourRowsPadded(i, stride, lower, diagonal, upper, x, s);
-            for (int r = 0; r < 4; ++r) {
-                y[i + r] = s[r];
-                dot = dot + x[i + r] * s[r];
-            }
-        }
-    }
-    for (; i <= n; ++i) {
-        const double s = Padded ? productRowPadded(i, stride, lower, diagonal, upper, x)
-                                : productRow(i, stride, lower, diagonal, upper, x);
+    for (int i = 1; i <= n; ++i) {
+        const double s = productRow(i, stride, lower, diagonal, upper, x);
         y[i] = s;
         dot = dot + x[i] * s;
     }
     return dot;
+}
+
+// True when the lower store holds exactly the upper store's entries transposed,
+// in ascending columns, with the same bits: what the first transposition makes.
+bool lowerMirrorsUpper(int n, int stride, const Rows& lower, const Rows& upper) {
+    std::vector<int> seen(static_cast<std::size_t>(n) + 1, 0);
+    for (int i = 1; i <= n; ++i) {
+        const std::ptrdiff_t base = static_cast<std::ptrdiff_t>(i) * stride;
+        for (int k = 1, end = upper.count[i]; k <= end; ++k) {
+            const int c = upper.column[base + k];
+            const int slot = ++seen[static_cast<std::size_t>(c)];
+            const std::ptrdiff_t at = static_cast<std::ptrdiff_t>(c) * stride + slot;
+            if (slot > lower.count[c] || lower.column[at] != i ||
+                std::bit_cast<std::uint64_t>(lower.value[at]) !=
+                    std::bit_cast<std::uint64_t>(upper.value[base + k])) {
+                return false;
+            }
+        }
+    }
+    for (int c = 1; c <= n; ++c) {
+        if (seen[static_cast<std::size_t>(c)] != lower.count[c]) {
+            return false;
+        }
+    }
+    return true;
 }
 
 void preconditionKernel(int n, int stride, const Rows& factorLower, const Rows& factorUpper,
@@ -466,11 +439,11 @@ SolverReport PreconditionedCG(int16 n, int16 capacity, Array1<int16>& UpperCount
     double* z = PrecondVector.data();
     double* q = ProductVector.data();
 
-    // Full nine-slot rows let the product run without a branch per row; index 0
-    // of the direction is unused and serves as the empty slots' operand.
-    const bool padded = stride > kRowCapacity && paddingIsClean(lower, n, stride) &&
-                        paddingIsClean(upper, n, stride);
-    p[0] = 0.0;
+    // The product inside the iteration reads the upper store alone when the lower
+    // store mirrors it, as the solver's own transposition makes it; its scratch of
+    // running lower sums is taken once, outside the iteration.
+    const bool mirrored = lowerMirrorsUpper(n, stride, lower, upper);
+    std::vector<double> lowerSum(mirrored ? static_cast<std::size_t>(n) + 1 : 0, 0.0);
 
     productKernel(n, stride, lower, diagonal, upper, x, q);
     for (int i = 1; i <= n; ++i) {
@@ -492,8 +465,9 @@ SolverReport PreconditionedCG(int16 n, int16 capacity, Array1<int16>& UpperCount
     SolverReport report;
     for (int iteration = 1; iteration <= limit; ++iteration) {
         report.iterations = iteration;
-        const double pq = padded ? productDotKernel<true>(n, stride, lower, diagonal, upper, p, q)
-                                 : productDotKernel<false>(n, stride, lower, diagonal, upper, p, q);
+        const double pq =
+            mirrored ? productDotUpperKernel(n, stride, upper, diagonal, p, q, lowerSum.data())
+                     : productDotKernel(n, stride, lower, diagonal, upper, p, q);
         const double alpha = checkedStep(rho, pq, n, loadNormSquared);
         double rr = 0.0;
         for (int i = 1; i <= n; ++i) {
