@@ -4,14 +4,19 @@
 
 namespace quillane {
 
-void CalcElementStiffness(Model& m) {
-    const double nu = m.PoissonRatio;
-    const double denominator = 1.0 - nu * nu;
+double PlaneStressDenominator(double poissonRatio) {
+    const double denominator = 1.0 - poissonRatio * poissonRatio;
     if (denominator == 0.0) {
         raiseFloatingPoint("Poisson's ratio is 1 or -1, which makes the plate's stiffness "
                            "infinite (division by zero). Choose a Poisson's ratio between -1 and "
                            "1 in Design Property.");
     }
+    return denominator;
+}
+
+void CalcElementStiffness(Model& m) {
+    const double nu = m.PoissonRatio;
+    const double denominator = PlaneStressDenominator(nu);
     const double c = (m.YoungModulus * m.Thickness) / denominator;
     if (!std::isfinite(c)) {
         raiseFloatingPoint("The plate's stiffness is too large to compute (floating-point "

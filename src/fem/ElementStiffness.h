@@ -12,4 +12,8 @@ namespace quillane {
 // divides by zero and raises the floating-point fault.
 void CalcElementStiffness(Model& m);
 
+// 1 - nu^2, the denominator of the plane-stress elasticity; raises the
+// floating-point fault when it is 0 (Poisson's ratio 1 or -1).
+double PlaneStressDenominator(double poissonRatio);
+
 } // namespace quillane

@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "fem/ElementStiffness.h"
+
 namespace quillane {
 
 void ScatterDisplacements(Model& m) {
@@ -35,12 +37,7 @@ bool ElementStresses(Model& m, float elementSize, double youngModulus, double po
     }
 
     const double nu = poissonRatio;
-    const double denominator = 1.0 - nu * nu;
-    if (denominator == 0.0) {
-        raiseFloatingPoint("Poisson's ratio is 1 or -1, which makes the plate's stiffness "
-                           "infinite (division by zero). Choose a Poisson's ratio between -1 and "
-                           "1 in Design Property.");
-    }
+    const double denominator = PlaneStressDenominator(nu);
     const double c = youngModulus / denominator;
     double D[3][3] = {};
     D[0][0] = c;

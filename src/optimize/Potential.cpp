@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "model/NumberText.h"
+
 namespace quillane {
 
 namespace {
