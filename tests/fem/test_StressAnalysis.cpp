@@ -1,8 +1,6 @@
 #include "fem/StressAnalysis.h"
 
-#include <bit>
-#include <cmath>
-#include <cstdint>
+#include <cstring>
 
 #include <gtest/gtest.h>
 
@@ -14,25 +12,15 @@ using namespace quillane::support;
 
 namespace {
 
-std::uint64_t bits(double v) {
-    return std::bit_cast<std::uint64_t>(v);
+template <class A> bool sameBits(const A& a, const A& b) {
+    return a.size() == b.size() &&
+           std::memcmp(a.data(), b.data(), a.size() * sizeof(*a.data())) == 0;
 }
 
-template <class T> bool sameBits(const Array2<T>& a, const Array2<T>& b) {
-    if (a.size() != b.size()) {
-        return false;
-    }
-    for (std::size_t k = 0; k < a.size(); ++k) {
-        if (std::bit_cast<std::uint64_t>(a.data()[k]) !=
-            std::bit_cast<std::uint64_t>(b.data()[k])) {
-            return false;
-        }
-    }
-    return true;
-}
+} // namespace
 
-// A plate with a hole, a non-design strip at the support and a cut-out corner.
-Model bracket() {
+TEST(StressAnalysis, ResetsTheStepCountSaturatesOccupiedPotentialsAndRepeatsItsBits) {
+    // A plate with a hole, a non-design strip at the support and a cut-out corner.
     Model m = makePlate(4, 6, 20.0f);
     setCells(m, 1, 1, 4, 1, kCellNonDesign);
     setCells(m, 2, 3, 3, 4, kCellEmpty);
@@ -40,13 +28,6 @@ Model bracket() {
     fixLeftEdge(m);
     loadNode(m, nodeAt(m, 1, 7), 0.0, -1200.0);
     MarkActiveNodes(m);
-    return m;
-}
-
-} // namespace
-
-TEST(StressAnalysis, ResetsTheStepCountAndSaturatesOccupiedPotentials) {
-    Model m = bracket();
     m.StepCount = 7;
     m.Potential(2, 3) = 3.5; // empty cell: keeps its potential
     m.Potential(4, 6) = -1.0;
@@ -70,54 +51,31 @@ TEST(StressAnalysis, ResetsTheStepCountAndSaturatesOccupiedPotentials) {
     EXPECT_EQ(m.Potential(4, 6), -1.0);
     EXPECT_GT(m.MaxStress, m.MinStress);
     EXPECT_EQ(m.Volume, 20.0 * 20.0 * 1.0 * (24 - 4 - 1));
-}
+    EXPECT_EQ(AnalysisStatusText(m), "  Volume = 7.60E+03mm^3");
 
-TEST(StressAnalysis, RunningTwiceGivesTheSameBits) {
-    Model m = bracket();
-    const AnalysisReport first = RunStressAnalysis(m);
+    // Running again gives the same bits.
     const Model once = m;
-    const AnalysisReport second = RunStressAnalysis(m);
-    EXPECT_EQ(first.solver.iterations, second.solver.iterations);
+    EXPECT_EQ(RunStressAnalysis(m).solver.iterations, report.solver.iterations);
     EXPECT_TRUE(sameBits(m.NodeDisp, once.NodeDisp));
     EXPECT_TRUE(sameBits(m.CellStress, once.CellStress));
     EXPECT_TRUE(sameBits(m.Potential, once.Potential));
-    EXPECT_EQ(bits(m.MaxStress), bits(once.MaxStress));
-    EXPECT_EQ(bits(m.MinStress), bits(once.MinStress));
-    EXPECT_EQ(bits(m.AvgStress), bits(once.AvgStress));
-    EXPECT_EQ(bits(m.Volume), bits(once.Volume));
+    const double scalars[2][4] = {{m.MaxStress, m.MinStress, m.AvgStress, m.Volume},
+                                  {once.MaxStress, once.MinStress, once.AvgStress, once.Volume}};
+    EXPECT_EQ(std::memcmp(scalars[0], scalars[1], sizeof(scalars[0])), 0);
     EXPECT_EQ(AnalysisStatusText(m), AnalysisStatusText(once));
 }
 
-TEST(StressAnalysis, StatusTextShowsTheVolumeInScientificForm) {
-    // 20 x 10 cells of 100 mm, 1 mm thick: 2,000,000 mm^3.
-    Model m = makeCantilever(10, 20);
-    RunStressAnalysis(m);
-    EXPECT_EQ(m.Volume, 2000000.0);
-    EXPECT_EQ(AnalysisStatusText(m), "  Volume = 2.00E+06mm^3");
-
-    Model small = makeCantilever(1, 1, 10.0f);
-    small.Thickness = 1.5;
-    RunStressAnalysis(small);
-    EXPECT_EQ(AnalysisStatusText(small), "  Volume = 1.50E+02mm^3");
-}
-
-TEST(StressAnalysis, ModelWithoutFreeNodesStopsWithFloatingPointFault) {
+TEST(StressAnalysis, NoFreeNodeStopsWithFloatingPointFaultInTheSolver) {
     Model m = makePlate(2, 2, 100.0f, kCellEmpty);
     m.StepCount = 3;
     EXPECT_THROW(RunStressAnalysis(m), FloatingPointFault);
     EXPECT_EQ(m.StepCount, 0); // left as the failed step left it
-}
 
-TEST(StressAnalysis, FreshModelWorksOnZeroEquationsAndStopsInTheSolver) {
     // At start-up no array exists: numbering and assembly still run, and the first
     // step size of the solver is the fault.
-    Model m;
-    try {
-        RunStressAnalysis(m);
-        FAIL() << "no fault";
-    } catch (const FloatingPointFault&) {
-    }
-    EXPECT_EQ(m.EquationCount, 0);
+    Model fresh;
+    EXPECT_THROW(RunStressAnalysis(fresh), FloatingPointFault);
+    EXPECT_EQ(fresh.EquationCount, 0);
 }
 
 TEST(StressAnalysis, UsesTheNodeActivityOfTheLastRedraw) {

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "model/Faults.h"
 #include "model/Model.h"
 #include "optimize/Parameters.h"
@@ -10,103 +12,61 @@
 namespace quillane {
 namespace {
 
-ParameterTexts Texts(const char* stress, const char* epsilon, const char* lambda) {
-    return ParameterTexts{stress, epsilon, lambda};
-}
-
-TEST(ParameterTextsTest, FreshModelShowsZeroOneAndFiveHundredths) {
-    const Model m;
-    const ParameterTexts texts = ParameterTextsOf(m);
-    EXPECT_EQ(texts.stressTarget, "0");
-    EXPECT_EQ(texts.epsilon, "1");
-    EXPECT_EQ(texts.lambda, "0.05");
+// The three values as stored, for comparing in one go.
+std::tuple<float, int16, float> Values(const Model& m) {
+    return {m.StressTarget, m.Epsilon, m.Lambda};
 }
 
 TEST(ParameterTextsTest, ShownTextsReadBackToTheSameValues) {
+    const ParameterTexts fresh = ParameterTextsOf(Model{});
+    EXPECT_EQ(std::tie(fresh.stressTarget, fresh.epsilon, fresh.lambda),
+              std::make_tuple("0", "1", "0.05"));
     Model m;
     m.StressTarget = 123.456f;
     m.Epsilon = -7;
     m.Lambda = 0.1f;
     const ParameterTexts texts = ParameterTextsOf(m);
-    EXPECT_EQ(texts.stressTarget, "123.456");
-    EXPECT_EQ(texts.epsilon, "-7");
-    EXPECT_EQ(texts.lambda, "0.1");
+    EXPECT_EQ(std::tie(texts.stressTarget, texts.epsilon, texts.lambda),
+              std::make_tuple("123.456", "-7", "0.1"));
     Model read;
     ApplyParameterTexts(read, texts);
-    EXPECT_EQ(read.StressTarget, m.StressTarget);
-    EXPECT_EQ(read.Epsilon, m.Epsilon);
-    EXPECT_EQ(read.Lambda, m.Lambda);
+    EXPECT_EQ(Values(read), Values(m));
 }
 
-TEST(ApplyParameterTextsTest, EpsilonRoundsHalvesToEven) {
-    Model m;
-    ApplyParameterTexts(m, Texts("0", "2.5", "0.05"));
-    EXPECT_EQ(m.Epsilon, 2);
-    ApplyParameterTexts(m, Texts("0", "3.5", "0.05"));
-    EXPECT_EQ(m.Epsilon, 4);
-    ApplyParameterTexts(m, Texts("0", "4.6", "0.05"));
-    EXPECT_EQ(m.Epsilon, 5);
-    ApplyParameterTexts(m, Texts("0", "-2.5", "0.05"));
-    EXPECT_EQ(m.Epsilon, -2);
-}
-
-TEST(ApplyParameterTextsTest, LeadingNumberOfEachText) {
-    Model m;
-    ApplyParameterTexts(m, Texts("  120", "abc", "0.1x"));
-    EXPECT_EQ(m.StressTarget, 120.0f);
-    EXPECT_EQ(m.Epsilon, 0);
-    EXPECT_EQ(m.Lambda, 0.1f);
-
+TEST(ApplyParameterTextsTest, LeadingNumberOfEachTextAtSinglePrecisionEpsilonHalvesToEven) {
     // No range checks: whatever is typed is stored.
-    ApplyParameterTexts(m, Texts("-35.5MPa", "12", "1.5"));
-    EXPECT_EQ(m.StressTarget, -35.5f);
-    EXPECT_EQ(m.Epsilon, 12);
-    EXPECT_EQ(m.Lambda, 1.5f);
-
-    ApplyParameterTexts(m, Texts("", "", ""));
-    EXPECT_EQ(m.StressTarget, 0.0f);
-    EXPECT_EQ(m.Epsilon, 0);
-    EXPECT_EQ(m.Lambda, 0.0f);
+    const std::tuple<ParameterTexts, float, int16, float> cases[] = {
+        {{"0", "2.5", "0.05"}, 0.0f, 2, 0.05f},
+        {{"0", "3.5", "0.05"}, 0.0f, 4, 0.05f},
+        {{"  120", "abc", "0.1x"}, 120.0f, 0, 0.1f},
+        {{"-35.5MPa", "12", "1.5"}, -35.5f, 12, 1.5f},
+        {{"", "", ""}, 0.0f, 0, 0.0f},
+        {{"0.1", "1", "0.3333333333333"}, 0.1f, 1, static_cast<float>(0.3333333333333)},
+        {{"1", "-32768.5", "0.2"}, 1.0f, -32768, 0.2f}};
+    for (const auto& [texts, stress, epsilon, lambda] : cases) {
+        Model m;
+        ApplyParameterTexts(m, texts);
+        EXPECT_EQ(Values(m), std::make_tuple(stress, epsilon, lambda)) << texts.epsilon;
+    }
 }
 
-TEST(ApplyParameterTextsTest, ValuesAreStoredAtSinglePrecision) {
+TEST(ApplyParameterTextsTest, OverflowKeepsTheValuesAlreadyStored) {
     Model m;
-    ApplyParameterTexts(m, Texts("0.1", "1", "0.3333333333333"));
-    EXPECT_EQ(m.StressTarget, 0.1f);
-    EXPECT_EQ(m.Lambda, static_cast<float>(0.3333333333333));
-}
-
-TEST(ApplyParameterTextsTest, EpsilonOverflowKeepsTheStressTargetAlreadyStored) {
-    Model m;
-    EXPECT_THROW(ApplyParameterTexts(m, Texts("55", "40000", "0.2")), OverflowFault);
-    EXPECT_EQ(m.StressTarget, 55.0f);
-    EXPECT_EQ(m.Epsilon, 1);
-    EXPECT_EQ(m.Lambda, 0.05f);
-
+    EXPECT_THROW(ApplyParameterTexts(m, {"55", "40000", "0.2"}), OverflowFault);
+    EXPECT_EQ(Values(m), std::make_tuple(55.0f, int16{1}, 0.05f));
     // Halves go to even before the range is checked.
-    EXPECT_THROW(ApplyParameterTexts(m, Texts("1", "32767.5", "0.2")), OverflowFault);
-    ApplyParameterTexts(m, Texts("1", "-32768.5", "0.2"));
-    EXPECT_EQ(m.Epsilon, -32768);
-}
-
-TEST(ApplyParameterTextsTest, StressTargetBeyondSingleRangeOverflows) {
-    Model m;
-    EXPECT_THROW(ApplyParameterTexts(m, Texts("1e39", "3", "0.2")), OverflowFault);
-    EXPECT_EQ(m.StressTarget, 0.0f);
-    EXPECT_EQ(m.Epsilon, 1);
-    EXPECT_EQ(m.Lambda, 0.05f);
-
-    EXPECT_THROW(ApplyParameterTexts(m, Texts("10", "3", "-1e39")), OverflowFault);
-    EXPECT_EQ(m.StressTarget, 10.0f);
-    EXPECT_EQ(m.Epsilon, 3);
-    EXPECT_EQ(m.Lambda, 0.05f);
+    EXPECT_THROW(ApplyParameterTexts(m, {"1", "32767.5", "0.2"}), OverflowFault);
+    Model single;
+    EXPECT_THROW(ApplyParameterTexts(single, {"1e39", "3", "0.2"}), OverflowFault);
+    EXPECT_EQ(Values(single), std::make_tuple(0.0f, int16{1}, 0.05f));
+    EXPECT_THROW(ApplyParameterTexts(single, {"10", "3", "-1e39"}), OverflowFault);
+    EXPECT_EQ(Values(single), std::make_tuple(10.0f, int16{3}, 0.05f));
 }
 
 TEST(ParameterStatusTextTest, ExactCaption) {
     Model m;
     m.StressTarget = 120.0f;
     m.Epsilon = 3;
-    m.Lambda = 0.05f;
     EXPECT_EQ(ParameterStatusText(m), "Stress Target = 120MPa   Epsilon = 3   Lambda = 0.05");
     m.StressTarget = 0.1f; // single precision shows 0.1, not 0.100000001490116
     m.Epsilon = -4;
