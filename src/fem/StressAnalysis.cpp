@@ -9,8 +9,7 @@
 
 namespace quillane {
 
-AnalysisReport AnalyseLayout(Model& m) {
-    AnalysisReport report;
+void AssembleSystem(Model& m) {
     CalcElementStiffness(m);
     NumberEquations(m);
     AssembleStiffness(m);
@@ -18,6 +17,12 @@ AnalysisReport AnalyseLayout(Model& m) {
     const int16 rowCapacity = kRowCapacity;
     CompressStiffness(m.EquationCount, rowCapacity, m.UpperCount, m.UpperColumn, m.UpperValue,
                       m.DiagonalValue, m.StiffnessMatrix, m.LoadVector, m.SolutionVector);
+}
+
+AnalysisReport AnalyseLayout(Model& m) {
+    AnalysisReport report;
+    AssembleSystem(m);
+    const int16 rowCapacity = kRowCapacity;
     const double tolerance = kSolverTolerance;
     report.solver = SolveEquations(
         m.EquationCount, rowCapacity, m.UpperCount, m.LowerCount, m.UpperColumn, m.LowerColumn,

@@ -19,6 +19,11 @@ struct AnalysisReport {
     bool enableResultMenus = false;
 };
 
+// The stages before the solver: element stiffness, equation numbering, assembly
+// of stiffness and loads, and compression into the row store (which also clears
+// the solver's start vector).
+void AssembleSystem(Model& m);
+
 // The chain shared by the stress analysis and every optimization step: from the
 // element stiffness to the stresses and the volume of the present layout. Uses the
 // node activity of the last MarkActiveNodes.

@@ -12,6 +12,7 @@
 
 #include "fem/ElementStiffness.h"
 #include "fem/Mesh.h"
+#include "support/Bits.h"
 #include "support/DenseReference.h"
 #include "support/ModelBuilders.h"
 
@@ -19,10 +20,6 @@ using namespace quillane;
 using namespace quillane::support;
 
 namespace {
-
-std::uint64_t bits(double v) {
-    return std::bit_cast<std::uint64_t>(v);
-}
 
 // Element stiffness, numbering, assembly and compression, as the analysis runs
 // them, with the start vector made dirty first so that its clearing shows.

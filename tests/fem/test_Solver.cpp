@@ -11,10 +11,9 @@
 
 #include <gtest/gtest.h>
 
-#include "fem/Assembly.h"
-#include "fem/ElementStiffness.h"
 #include "fem/Mesh.h"
 #include "fem/StressAnalysis.h"
+#include "support/Bits.h"
 #include "support/DenseReference.h"
 #include "support/ModelBuilders.h"
 
@@ -23,21 +22,6 @@ using namespace quillane::support;
 using reference::DenseMatrix;
 
 namespace {
-
-std::uint64_t bits(double v) {
-    return std::bit_cast<std::uint64_t>(v);
-}
-
-// Everything an analysis does before the solver.
-void assemble(Model& m) {
-    CalcElementStiffness(m);
-    NumberEquations(m);
-    AssembleStiffness(m);
-    AssembleLoads(m);
-    CompressStiffness(m.EquationCount, static_cast<int16>(kRowCapacity), m.UpperCount,
-                      m.UpperColumn, m.UpperValue, m.DiagonalValue, m.StiffnessMatrix, m.LoadVector,
-                      m.SolutionVector);
-}
 
 // The model's load vector with indices 0..n.
 std::vector<double> loads(const Model& m) {
@@ -114,7 +98,7 @@ TEST(Solver, AgreesWithDenseDirectSolve) {
     for (NamedModel& named : supportedModels()) {
         SCOPED_TRACE(named.name);
         Model& m = named.model;
-        assemble(m);
+        AssembleSystem(m);
         const int n = m.EquationCount;
         const DenseMatrix k = reference::assembleDense(m);
         const std::vector<double> f = loads(m);
@@ -158,7 +142,7 @@ TEST(Solver, SameBitsAsTheLiteralMethod) {
     for (NamedModel& named : models) {
         SCOPED_TRACE(named.name);
         Model& m = named.model;
-        assemble(m);
+        AssembleSystem(m);
         const int n = m.EquationCount;
         const reference::LiteralSolution expected = reference::solveLiteral(
             reference::compressDense(reference::assembleDense(m)), loads(m), kSolverTolerance);
@@ -193,7 +177,7 @@ TEST(Solver, ResidualRatioEqualToTheBoundCountsAsConverged) {
     // then tolerance t must stop after one iteration and the next smaller double
     // must not.
     Model m = makeCantilever(2, 4);
-    assemble(m);
+    AssembleSystem(m);
     const auto solve = [&](double tolerance) {
         for (int i = 1; i <= m.EquationCount; ++i) {
             m.SolutionVector(i) = 0.0;
@@ -242,7 +226,7 @@ TEST(SolverFaults, NoEquationsOrNoLoadRaisesFloatingPointFault) {
         {std::move(onSupport), "no load"},
     };
     for (auto& [m, expected] : cases) {
-        assemble(m);
+        AssembleSystem(m);
         EXPECT_EQ(m.EquationCount == 0, std::string(expected) == "nothing to solve");
         std::string message = "no fault";
         try {
