@@ -6,6 +6,7 @@
 // and view settings single precision, material, loads and results double
 // precision, exactly as the arithmetic of the analysis expects.
 
+#include <array>
 #include <string>
 
 #include "model/Array.h"
@@ -119,6 +120,20 @@ struct Model {
     int16 StepCount = 0;
     int16 HistoryRecording = 0; // -1 while the history file is open
     std::string ModelFilePath;
+    // The first corner of a domain set-up (mm), until the second click makes it
+    // DomainX1/DomainY1 (or DomainX2/DomainY2 when the corners come reversed).
+    float DomainCornerX = 0.0f;
+    float DomainCornerY = 0.0f;
+    // The first corner cell of a rectangle operation (column, row; 1-based) and the
+    // second one, between the two clicks.
+    int16 FirstCornerColumn = 0;
+    int16 FirstCornerRow = 0;
+    int16 SecondCornerColumn = 0;
+    int16 SecondCornerRow = 0;
+
+    // The 16-level colour ramp of the result maps: level - 1 (0..15) by component
+    // (0 red, 1 green, 2 blue). Built once at start-up.
+    std::array<std::array<int16, 3>, 16> ColorTable{};
 };
 
 } // namespace quillane

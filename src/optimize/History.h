@@ -7,15 +7,13 @@
 #include <stdexcept>
 #include <string>
 
+#include "model/Messages.h"
 #include "model/Model.h"
 
 namespace quillane {
 
 inline constexpr const char* kHistoryFileName = "History.tmp";
 inline constexpr const char* kHistoryHeader = "Iteration, Max, Avg, Min";
-// The warning shown when recording is started a second time.
-inline constexpr const char* kHistoryAlreadyRecording = "すでに履歴を記録しています。";
-inline constexpr const char* kWarningTitle = "警告";
 
 // The history file could not be created or written; what() says why in plain words.
 class HistoryFileError : public std::runtime_error {

@@ -1,0 +1,304 @@
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <optional>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "display/Canvas.h"
+#include "display/ColorScale.h"
+#include "display/RecordingSurface.h"
+#include "display/ResultMaps.h"
+#include "support/ModelBuilders.h"
+
+using namespace quillane;
+using namespace quillane::support;
+
+namespace {
+
+using Coords = std::array<double, 4>;
+Coords at(const DrawOp& op) {
+    return {op.a, op.b, op.c, op.d};
+}
+
+std::vector<DrawOp> pick(const std::vector<DrawOp>& ops, DrawOp::Kind kind,
+                         std::optional<Rgb> color = {}) {
+    std::vector<DrawOp> out;
+    for (const DrawOp& op : ops) {
+        if (op.kind == kind && (!color || op.color == *color)) {
+            out.push_back(op);
+        }
+    }
+    return out;
+}
+
+// A 2000 mm wide view on a 2:1 canvas (x -1000..1000, y -500..500), colours built.
+Model viewed(Model m) {
+    FitView(m, 800, 400);
+    MakeColorTable(m);
+    return m;
+}
+
+// A 1 x n plate whose cells hold the given stresses and potentials.
+Model plateWith(const std::vector<double>& values) {
+    Model m = viewed(makePlate(1, static_cast<int>(values.size())));
+    for (std::size_t j = 0; j < values.size(); ++j) {
+        m.CellStress(1, static_cast<long long>(j + 1)) = values[j];
+        m.Potential(1, static_cast<long long>(j + 1)) = values[j];
+    }
+    return m;
+}
+
+std::vector<int> levels(const Model& m, const RecordingSurface& canvas) {
+    std::vector<int> out;
+    for (const DrawOp& op : canvas.ofKind(DrawOp::FilledBox)) {
+        int k = 1;
+        while (k <= 16 && !(op.color == LevelColor(m, k))) {
+            ++k;
+        }
+        out.push_back(k);
+    }
+    return out;
+}
+
+// The title, then the 16 labels (level 1 first), checking where they stand.
+std::vector<std::string> printed(const RecordingSurface& bar) {
+    std::vector<std::string> out;
+    const auto prints = pick(bar.sinceClear(), DrawOp::Print);
+    for (std::size_t k = 0; k < prints.size(); ++k) {
+        EXPECT_EQ(prints[k].a, k == 0 ? 0.0 : 2.0);
+        EXPECT_EQ(prints[k].b, k == 0 ? 16.8 : static_cast<double>(k));
+        EXPECT_EQ(prints[k].color, PaletteColor(1));
+        out.push_back(prints[k].text);
+    }
+    return out;
+}
+
+} // namespace
+
+TEST(ColorScale, TableAndLegend) {
+    const int ramp[16][3] = {{0, 63, 252},  {0, 108, 243}, {0, 147, 228}, {0, 180, 207},
+                             {0, 207, 180}, {0, 228, 147}, {0, 243, 108}, {0, 252, 63},
+                             {63, 252, 0},  {108, 243, 0}, {147, 228, 0}, {180, 207, 0},
+                             {207, 180, 0}, {228, 147, 0}, {243, 108, 0}, {252, 63, 0}};
+    Model m;
+    MakeColorTable(m);
+    RecordingSurface bar;
+    DrawColorBar(m, bar, "Potential");
+    const auto first = bar.sinceClear();
+    DrawColorBar(m, bar, "Potential");
+    const auto ops = bar.sinceClear();
+    ASSERT_EQ(ops.size(), first.size());
+    for (std::size_t k = 0; k < ops.size(); ++k) {
+        EXPECT_TRUE(ops[k].kind == first[k].kind && at(ops[k]) == at(first[k]) &&
+                    ops[k].color == first[k].color && ops[k].text == first[k].text);
+    }
+    EXPECT_EQ(at(ops[0]), (Coords{-0.5, 17, 5, -1}));
+    EXPECT_EQ(printed(bar), std::vector<std::string>{"Potential"});
+    const auto fills = pick(ops, DrawOp::FilledBox);
+    const auto outlines = pick(ops, DrawOp::Box, PaletteColor(1));
+    ASSERT_EQ(fills.size(), 16u);
+    ASSERT_EQ(outlines.size(), 16u);
+    for (int L = 1; L <= 16; ++L) {
+        const auto& c = ramp[L - 1];
+        for (int k = 0; k < 3; ++k) {
+            EXPECT_EQ(m.ColorTable[L - 1][k], c[k]) << L;
+        }
+        const std::size_t i = static_cast<std::size_t>(L - 1);
+        EXPECT_EQ(fills[i].color,
+                  (Rgb{static_cast<std::uint8_t>(c[0]), static_cast<std::uint8_t>(c[1]),
+                       static_cast<std::uint8_t>(c[2])}));
+        EXPECT_EQ(at(fills[i]), (Coords{0, L - 1.0, 1.5, 1.0 * L}));
+        EXPECT_EQ(at(outlines[i]), at(fills[i]));
+    }
+    EXPECT_THROW(LevelColor(m, 17), SubscriptFault);
+    EXPECT_THROW(PaletteColor(16), SubscriptFault);
+}
+
+TEST(Canvas, EmptyModelShowsBackgroundAxesAndGrid) {
+    Model m = viewed(Model{});
+    RecordingSurface canvas;
+    DrawCanvas(m, canvas);
+    EXPECT_EQ(canvas.ofKind(DrawOp::Clear).back().color, kCanvasBackground);
+    const auto ops = canvas.sinceClear();
+    const auto lines = pick(ops, DrawOp::Line);
+    EXPECT_EQ(lines.size() + pick(ops, DrawOp::DrawWidth).size(), ops.size());
+    ASSERT_EQ(lines.size(), 2u + 10 + 10 + 5 + 5);
+    EXPECT_EQ(pick(lines, DrawOp::Line, PaletteColor(3)).size(), 30u);
+    EXPECT_EQ(lines[0].color, PaletteColor(4));
+    EXPECT_EQ(at(lines[0]), (Coords{0, 500, 0, -500}));
+    EXPECT_EQ(at(lines[1]), (Coords{-1000, 0, 1000, 0}));
+    // Sweeps left, right, down, up, each reaching the edge.
+    EXPECT_EQ(at(lines[11]), (Coords{-1000, 500, -1000, -500}));
+    EXPECT_EQ(at(lines[21]), (Coords{1000, 500, 1000, -500}));
+    EXPECT_EQ(at(lines[22]), (Coords{-1000, -100, 1000, -100}));
+    EXPECT_EQ(at(lines[31]), (Coords{-1000, 500, 1000, 500}));
+
+    m.ElementSize = 0; // only from a file; the grid is left out, nothing raised
+    canvas.forget();
+    drawGrid(m, canvas);
+    EXPECT_EQ(canvas.ofKind(DrawOp::Line).size(), 2u);
+}
+
+TEST(Canvas, CellsPassByPassEachWithACyanOutline) {
+    Model m = viewed(makePlate(2, 3));
+    const int16 states[2][3] = {{2, 1, 0}, {-3, 1, 0}};
+    for (int i = 1; i <= 2; ++i) {
+        for (int j = 1; j <= 3; ++j) {
+            m.CellState(i, j) = states[i - 1][j - 1];
+        }
+    }
+    RecordingSurface canvas;
+    DrawCanvas(m, canvas);
+    EXPECT_EQ(m.NodeActive(nodeAt(m, 3, 4)), 0); // activity refreshed first
+    std::vector<DrawOp> boxes;
+    for (const DrawOp& op : canvas.sinceClear()) {
+        if (op.kind == DrawOp::Box || op.kind == DrawOp::FilledBox) {
+            boxes.push_back(op);
+        }
+    }
+    const struct {
+        DrawOp::Kind kind;
+        Coords corners;
+        Rgb color;
+    } expected[] = {{DrawOp::FilledBox, {0, 0, 300, 200}, PaletteColor(15)},
+                    {DrawOp::FilledBox, {100, 0, 200, 100}, PaletteColor(10)},
+                    {DrawOp::Box, {100, 0, 200, 100}, PaletteColor(3)},
+                    {DrawOp::FilledBox, {100, 100, 200, 200}, PaletteColor(10)},
+                    {DrawOp::Box, {100, 100, 200, 200}, PaletteColor(3)},
+                    {DrawOp::FilledBox, {0, 0, 100, 100}, PaletteColor(11)},
+                    {DrawOp::Box, {0, 0, 100, 100}, PaletteColor(3)},
+                    {DrawOp::FilledBox, {0, 100, 100, 200}, kCanvasBackground},
+                    {DrawOp::Box, {0, 100, 100, 200}, PaletteColor(3)}};
+    ASSERT_EQ(boxes.size(), std::size(expected));
+    for (std::size_t k = 0; k < boxes.size(); ++k) {
+        EXPECT_EQ(boxes[k].kind, expected[k].kind) << k;
+        EXPECT_EQ(at(boxes[k]), expected[k].corners) << k;
+        EXPECT_EQ(boxes[k].color, expected[k].color) << k;
+    }
+}
+
+TEST(Canvas, LoadArrowsHaveOneLengthAndFollowTheForceSign) {
+    const double s = static_cast<double>(2000.0f / 30.0f);
+    const struct {
+        double fx, fy;
+        int sx, sy;
+    } cases[] = {{5, 0, 1, 0}, {1, 1, 1, 1}, {1000, 1000, 1, 1}, {-3, 0.5, -1, 1}, {0, -7, 0, -1}};
+    for (const auto& c : cases) {
+        Model m = viewed(makePlate(1, 1));
+        loadNode(m, 2, c.fx, c.fy); // the node at (100, 0)
+        RecordingSurface canvas;
+        DrawCanvas(m, canvas);
+        const auto arrows = pick(canvas.sinceClear(), DrawOp::Line, PaletteColor(13));
+        ASSERT_EQ(arrows.size(), 8u) << c.fx;
+        EXPECT_EQ(arrows[0].width, 2);
+        const double tipX = 100 + c.sx * s;
+        const double tipY = c.sy * s;
+        EXPECT_EQ(at(arrows[0]), (Coords{100, 0, tipX, 0})) << c.fx;
+        EXPECT_EQ(at(arrows[4]), (Coords{100, 0, 100, tipY})) << c.fy;
+        EXPECT_EQ(arrows[1].c<tipX, c.sx> 0); // barbs point back to the node
+        EXPECT_EQ(arrows[5].d<tipY, c.sy> 0);
+    }
+}
+
+TEST(Canvas, NodeFixedBothWaysGetsBothSymbols) {
+    Model m = viewed(makePlate(1, 1)); // symbol size h = 2000 / 100 = 20
+    fixNode(m, 2, true, true);
+    m.NodeFreedom(4, 1) = 2; // only code 1 has a symbol
+    RecordingSurface canvas;
+    DrawCanvas(m, canvas);
+    const auto symbols = pick(canvas.sinceClear(), DrawOp::Line, PaletteColor(1));
+    const float g = 4.0f * 20.0f / 3.0f; // single precision, as drawn
+    const double gx = static_cast<double>(100.0f - g);
+    const Coords expected[] = {{100, 0, 80, 10},   {80, 10, 80, -10}, {80, -10, 100, 0},
+                               {gx, -10, gx, 10},  {100, 0, 90, -20}, {90, -20, 110, -20},
+                               {110, -20, 100, 0}, {90, -g, 110, -g}};
+    ASSERT_EQ(symbols.size(), 8u);
+    for (std::size_t k = 0; k < 8; ++k) {
+        EXPECT_EQ(at(symbols[k]), expected[k]) << k;
+        EXPECT_EQ(symbols[k].width, 1);
+    }
+}
+
+TEST(Canvas, ClearModelEmptiesTheGeometryAndKeepsTheSettings) {
+    Model m = viewed(makeCantilever(2, 3));
+    m.YoungModulus = 70000;
+    m.Lambda = 0.2f;
+    m.LoadFx = 10;
+    m.ElementSize = 50;
+    m.MaxStress = 12;
+    m.ClickCount = 1;
+    const auto table = m.ColorTable;
+    RecordingSurface canvas, bar;
+    picCanvasClear(m, canvas, bar);
+    EXPECT_EQ(m.DomainDefined + m.CellRowCount + m.CellColumnCount + m.NodeCount + m.ElementCount +
+                  m.ClickCount,
+              0);
+    EXPECT_EQ(m.DomainX2 + m.DomainY2 + m.MaxStress, 0.0);
+    EXPECT_TRUE(m.CellState.empty() && m.NodeXY.empty() && m.NodeFreedom.empty() &&
+                m.NodeLoad.empty() && m.CellStress.empty() && m.Potential.empty());
+    EXPECT_EQ(m.YoungModulus, 70000);
+    EXPECT_EQ(m.Lambda, 0.2f);
+    EXPECT_EQ(m.LoadFx, 10);
+    EXPECT_EQ(m.ElementSize, 50.0f);
+    EXPECT_EQ(m.ColorTable, table);
+    EXPECT_TRUE(canvas.ofKind(DrawOp::FilledBox).empty());
+    EXPECT_EQ(canvas.ofKind(DrawOp::Line).size(), 2u + 60);
+    EXPECT_EQ(printed(bar), std::vector<std::string>{"stress(MPa)"});
+}
+
+TEST(ResultMaps, EqualValuesGiveLevelOneOnOccupiedCellsOnly) {
+    Model m = plateWith({5, 5, 5, 5});
+    m.CellState(1, 2) = kCellEmpty;
+    m.CellState(1, 4) = kCellCutOut;
+    RecordingSurface canvas, bar;
+    DrawStressMap(m, canvas, bar, 5, 5, m.CellStress);
+    EXPECT_TRUE(canvas.ofKind(DrawOp::Clear).empty()); // painted over the model
+    EXPECT_EQ(canvas.backColor(), PaletteColor(15));
+    const auto boxes = canvas.ofKind(DrawOp::FilledBox);
+    ASSERT_EQ(boxes.size(), 2u);
+    EXPECT_EQ(at(boxes[1]), (Coords{200, 0, 300, 100}));
+    EXPECT_EQ(levels(m, canvas), (std::vector<int>{1, 1}));
+    std::vector<std::string> expected(17, "5.00E+00");
+    expected[0] = "stress(MPa)";
+    EXPECT_EQ(printed(bar), expected);
+}
+
+TEST(ResultMaps, LevelsRunFromMinimumToMaximumAndOverflowFaults) {
+    Model m = plateWith({0, 7.5, 8.0, 8.000001, 14.2, 15});
+    RecordingSurface canvas, bar;
+    DrawStressMap(m, canvas, bar, 15, 0, m.CellStress);
+    // Limits 0, 1, ..., 15: the first limit not below the value.
+    EXPECT_EQ(levels(m, canvas), (std::vector<int>{1, 9, 9, 10, 16, 16}));
+    const auto text = printed(bar);
+    EXPECT_EQ(text[1], "0.00E+00");
+    EXPECT_EQ(text[15], "1.40E+01");
+    EXPECT_EQ(text[16], "1.50E+01");
+    for (double bad : {15.5, std::numeric_limits<double>::quiet_NaN()}) {
+        m.CellStress(1, 2) = bad;
+        EXPECT_THROW(DrawStressMap(m, canvas, bar, 15, 0, m.CellStress), SubscriptFault) << bad;
+    }
+}
+
+TEST(ResultMaps, NeuronMapIncludesZeroAndRedrawsSymbolsOnTop) {
+    Model m = plateWith({4, 10, 7});
+    fixNode(m, 1, true, false);
+    loadNode(m, 4, 0, -1);
+    RecordingSurface canvas, bar;
+    DrawNeuronMap(m, canvas, bar, m.Potential);
+    const auto text = printed(bar);
+    EXPECT_EQ(text[0], "Potential");
+    EXPECT_EQ(text[1], "0.00E+00");
+    EXPECT_EQ(text[16], "1.00E+01");
+    // Limits k x 10/15 in single precision: 4 sits on limit 7, 7 lies above limit 11.
+    EXPECT_EQ(levels(m, canvas), (std::vector<int>{7, 16, 12}));
+    // After the last cell: the arrows, then the support on top.
+    const auto& ops = canvas.ops();
+    const auto lastFill = std::find_if(
+        ops.rbegin(), ops.rend(), [](const DrawOp& op) { return op.kind == DrawOp::FilledBox; });
+    const auto lines = pick({lastFill.base(), ops.end()}, DrawOp::Line);
+    ASSERT_EQ(lines.size(), 12u);
+    EXPECT_EQ(pick(lines, DrawOp::Line, PaletteColor(13)).size(), 8u);
+    EXPECT_EQ(lines.back().color, PaletteColor(1));
+}
