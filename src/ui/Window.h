@@ -1,0 +1,59 @@
+#pragma once
+// The main window's own logic, apart from its widgets: start-up, the layout rule,
+// the view, the summary caption and the menu commands that act directly.
+
+#include <string>
+
+#include "model/Model.h"
+#include "ui/Desktop.h"
+
+namespace quillane {
+
+inline constexpr const char* kMainTitle =
+    "Quillane Optimization for Shape and Topology      HARROW Lab., Calder univ.";
+// The title after a model was opened.
+inline constexpr const char* kOpenedTitle =
+    "Quillane Optimization for Shape and Topology      by HARROW Lab., Calder univ.";
+// The caption of the minimized window.
+inline constexpr const char* kMinimizedTitle = "POST";
+
+// "Width = 2000mm  Element Size = 100mm"
+std::string SummaryText(const Model& m);
+
+// Form_Load: the start-up values, the summary, the title, the colour table, the
+// timer stopped and the result menus disabled.
+void StartUp(Model& m, Desktop& d);
+
+// The layout rule for a client area of height H and width W in the window's own
+// unit: canvas height CH = H - strip, label top LT = H - labelOffset, colour-bar
+// width CB = CH / 21 * 5.5, canvas width CW = W - CB, each rounded half to even to
+// 16 bits as soon as it is computed (overflow fault beyond). In twips strip = 300
+// and labelOffset = 230.
+struct LayoutBoxes {
+    int16 canvasHeight = 0;  // CH
+    int16 labelTop = 0;      // LT
+    int16 colorBarWidth = 0; // CB
+    int16 canvasWidth = 0;   // CW
+};
+LayoutBoxes ComputeLayout(double clientHeight, double clientWidth, double strip = 300,
+                          double labelOffset = 230);
+
+// DomainHeight from the canvas's aspect, ViewRight and ViewTop from the origin
+// fractions, then the canvas scale. Undoes a Move Origin.
+void RebuildView(Model& m, Desktop& d);
+
+// The rest of a resize after the widgets are placed: the view, DrawCanvas, and the
+// legend with "stress(MPa)".
+void AfterResize(Model& m, Desktop& d);
+
+// Move Origin: EditMode = 9.
+void MoveOrigin(Model& m);
+
+// Clear Model: the canvas and geometry emptied (picCanvasClear), EditMode = 0,
+// the result menus disabled, and an open history file closed.
+void ClearModel(Model& m, Desktop& d);
+
+// Exit: the history file closed, recording off.
+void ExitProgram(Model& m, Desktop& d);
+
+} // namespace quillane
