@@ -1,0 +1,12 @@
+// The desktop program: one main window.
+#include <QApplication>
+
+#include "ui/forms/frmMain.h"
+
+int main(int argc, char* argv[]) {
+    QApplication app(argc, argv);
+    QApplication::setApplicationName("Quillane");
+    quillane::frmMain window;
+    window.show();
+    return QApplication::exec();
+}

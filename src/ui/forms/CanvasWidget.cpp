@@ -1,0 +1,35 @@
+#include "ui/forms/CanvasWidget.h"
+
+#include <QMouseEvent>
+#include <QPainter>
+
+namespace quillane {
+
+CanvasWidget::CanvasWidget(QWidget* parent) : QWidget(parent) {
+    // The read-out follows the mouse without a button held.
+    setMouseTracking(true);
+    setAttribute(Qt::WA_OpaquePaintEvent);
+    surface_.setFont(font());
+}
+
+void CanvasWidget::paintEvent(QPaintEvent*) {
+    QPainter p(this);
+    p.drawImage(0, 0, surface_.image());
+}
+
+void CanvasWidget::resizeEvent(QResizeEvent*) {
+    // A new size starts from a blank image; the owner redraws after laying out.
+    surface_.resize(size());
+}
+
+void CanvasWidget::mousePressEvent(QMouseEvent* event) {
+    const QPointF at = toUser(event->position());
+    emit mouseDown(static_cast<float>(at.x()), static_cast<float>(at.y()));
+}
+
+void CanvasWidget::mouseMoveEvent(QMouseEvent* event) {
+    const QPointF at = toUser(event->position());
+    emit mouseMove(static_cast<float>(at.x()), static_cast<float>(at.y()));
+}
+
+} // namespace quillane

@@ -1,0 +1,279 @@
+#include "ui/forms/frmMain.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QCloseEvent>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QResizeEvent>
+#include <QWindowStateChangeEvent>
+
+#include "ui/Commands.h"
+#include "ui/Editing.h"
+#include "ui/Window.h"
+#include "ui/forms/frmAppliedLoad.h"
+#include "ui/forms/frmController.h"
+#include "ui/forms/frmFreedom.h"
+#include "ui/forms/frmImageIndicator.h"
+#include "ui/forms/frmMaterial.h"
+#include "ui/forms/frmOpen.h"
+#include "ui/forms/frmOptimization.h"
+#include "ui/forms/frmSave.h"
+#include "ui/forms/frmShape.h"
+#include "ui/forms/frmValueIndicator.h"
+#include "ui/forms/frmWidth.h"
+
+namespace quillane {
+
+namespace {
+
+QString qtext(const std::string& text) {
+    // Messages carry CR LF line breaks; a Qt label wants plain line feeds.
+    QString s = QString::fromStdString(text);
+    s.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    return s;
+}
+
+// The first window's client area, 8085 x 5880 twips, at 15 twips to the pixel.
+constexpr int kInitialClientWidth = 539;
+constexpr int kInitialClientHeight = 392;
+// The labels' left edges and widths (5000 and 4000 twips wide, the second at 5300).
+constexpr int kUpDateWidth = 333;
+constexpr int kMouseXYLeft = 353;
+constexpr int kMouseXYWidth = 267;
+
+} // namespace
+
+frmMain::frmMain(QWidget* parent) : QMainWindow(parent) {
+    auto* client = new QWidget(this);
+    setCentralWidget(client);
+
+    tmrOpt = new QTimer(this);
+    picColorBar = new CanvasWidget(client);
+    picColorBar->setObjectName("picColorBar");
+    picCanvas = new CanvasWidget(client);
+    picCanvas->setObjectName("picCanvas");
+    lblUpDate = new QLabel(client);
+    lblUpDate->setObjectName("lblUpDate");
+    lblMouseXY = new QLabel(client);
+    lblMouseXY->setObjectName("lblMouseXY");
+    picCanvas->surface().setBackColor(kCanvasBackground);
+    const QColor window = palette().color(QPalette::Window);
+    picColorBar->surface().setBackColor(Rgb{static_cast<std::uint8_t>(window.red()),
+                                            static_cast<std::uint8_t>(window.green()),
+                                            static_cast<std::uint8_t>(window.blue())});
+
+    buildMenus();
+
+    connect(picCanvas, &CanvasWidget::mouseDown, this, &frmMain::picCanvas_MouseDown);
+    connect(picCanvas, &CanvasWidget::mouseMove, this, &frmMain::picCanvas_MouseMove);
+    connect(tmrOpt, &QTimer::timeout, this, &frmMain::tmrOpt_Timer);
+
+    StartUp(model_, *this);
+    resize(kInitialClientWidth, kInitialClientHeight + menuBar()->sizeHint().height());
+}
+
+frmMain::~frmMain() = default;
+
+void frmMain::buildMenus() {
+    QMenuBar* bar = menuBar();
+    auto command = [this](QMenu* menu, const char* caption, const char* name,
+                          std::function<void()> action) {
+        QAction* item = menu->addAction(QString::fromUtf8(caption));
+        item->setObjectName(name);
+        connect(item, &QAction::triggered, this, [this, action] { action(); });
+        return item;
+    };
+    auto separator = [](QMenu* menu, const char* name) {
+        menu->addSeparator()->setObjectName(name);
+    };
+
+    mnuFile = bar->addMenu("File");
+    mnuFile->setObjectName("mnuFile");
+    mnuOpen = command(mnuFile, "Open model", "mnuOpen", [this] { showDialog<frmOpen>(); });
+    mnuSave = command(mnuFile, "Save model", "mnuSave", [this] { showDialog<frmSave>(); });
+    mnuImageCopy = command(mnuFile, "Copy image", "mnuImageCopy", [this] { mnuImageCopy_Click(); });
+    mnuHistory = command(mnuFile, "Record history", "mnuHistory",
+                         [this] { handle([this] { RecordHistory(model_, *this); }); });
+    separator(mnuFile, "separater2");
+    mnuExit = command(mnuFile, "Exit", "mnuExit", [this] { mnuExit_Click(); });
+
+    mnuGraphicArea = bar->addMenu("Graphic");
+    mnuGraphicArea->setObjectName("mnuGraphicArea");
+    mnuWidth = command(mnuGraphicArea, "Width and Mesh Density", "mnuWidth",
+                       [this] { showDialog<frmWidth>(); });
+    mnuMoveOrigin =
+        command(mnuGraphicArea, "Move Origin", "mnuMoveOrigin", [this] { MoveOrigin(model_); });
+    separator(mnuGraphicArea, "separater3");
+    mnuImageIndicator = command(mnuGraphicArea, "Graphics", "mnuImageIndicator",
+                                [this] { showDialog<frmImageIndicator>(); });
+    mnuValueIndicator = command(mnuGraphicArea, "Values", "mnuValueIndicator",
+                                [this] { showDialog<frmValueIndicator>(); });
+    separator(mnuGraphicArea, "separater5");
+    mnuClear = command(mnuGraphicArea, "Clear Model", "mnuClear",
+                       [this] { handle([this] { ClearModel(model_, *this); }); });
+
+    // Top-level commands sit directly in the menu bar.
+    mnuShape = bar->addAction("Shape");
+    mnuShape->setObjectName("mnuShape");
+    connect(mnuShape, &QAction::triggered, this, [this] {
+        setStatus(SummaryText(model_));
+        showDialog<frmShape>();
+    });
+
+    mnuAnalysis = bar->addMenu("Parameter");
+    mnuAnalysis->setObjectName("mnuAnalysis");
+    mnuMaterial = command(mnuAnalysis, "Design Property", "mnuMaterial",
+                          [this] { showDialog<frmMaterial>(); });
+    mnuFreedom = command(mnuAnalysis, "Freedom Conditions", "mnuFreedom",
+                         [this] { showDialog<frmFreedom>(); });
+    mnuAppliedLoad = command(mnuAnalysis, "Applied Load", "mnuAppliedLoad",
+                             [this] { showDialog<frmAppliedLoad>(); });
+    // The caption's spelling is the program's own.
+    mnuDrivingParameter = command(mnuAnalysis, "Optimizaion Parameter", "mnuDrivingParameter",
+                                  [this] { showDialog<frmController>(); });
+
+    mnuStressAnalysis = bar->addAction("FEA");
+    mnuStressAnalysis->setObjectName("mnuStressAnalysis");
+    connect(mnuStressAnalysis, &QAction::triggered, this,
+            [this] { handle([this] { StressAnalysisCommand(model_, *this); }); });
+
+    mnuOptimization = bar->addAction("Optimization");
+    mnuOptimization->setObjectName("mnuOptimization");
+    connect(mnuOptimization, &QAction::triggered, this, [this] { showDialog<frmOptimization>(); });
+}
+
+template <class Dialog> void frmMain::showDialog() {
+    // Created on first use, shown modal, gone when it closes.
+    Dialog dialog(model_, *this, this);
+    dialog.exec();
+    refreshPictures();
+}
+
+void frmMain::handle(const std::function<void()>& handler) {
+    RunGuarded(model_, *this, handler);
+    refreshPictures();
+}
+
+void frmMain::refreshPictures() {
+    picCanvas->update();
+    picColorBar->update();
+}
+
+void frmMain::showMessage(const std::string& text, const std::string& title) {
+    if (messageHandler_) {
+        messageHandler_(text, title);
+        return;
+    }
+    QMessageBox box(QMessageBox::Warning, qtext(title), qtext(text), QMessageBox::Ok, this);
+    box.exec();
+}
+
+void frmMain::beep() {
+    QApplication::beep();
+}
+
+void frmMain::setBusy(bool busy) {
+    // The pointer is a state, not a stack: setting it twice needs one restore.
+    if (busy && !busy_) {
+        QApplication::setOverrideCursor(Qt::WaitCursor);
+    } else if (!busy && busy_) {
+        QApplication::restoreOverrideCursor();
+    }
+    busy_ = busy;
+}
+
+void frmMain::setStatus(const std::string& text) {
+    lblUpDate->setText(qtext(text));
+}
+void frmMain::setMouseStatus(const std::string& text) {
+    lblMouseXY->setText(qtext(text));
+}
+void frmMain::setTitle(const std::string& text) {
+    setWindowTitle(qtext(text));
+}
+
+void frmMain::setResultMenusEnabled(bool enabled) {
+    mnuOptimization->setEnabled(enabled);
+    mnuHistory->setEnabled(enabled);
+}
+
+void frmMain::setTimerInterval(int milliseconds) {
+    if (milliseconds <= 0) {
+        tmrOpt->stop();
+    } else {
+        tmrOpt->start(milliseconds);
+    }
+}
+
+void frmMain::Form_Resize() {
+    if (isMinimized()) {
+        // What the minimized window shows on the task bar.
+        setTitle(kMinimizedTitle);
+        return;
+    }
+    setTitle(kMainTitle);
+    QWidget* client = centralWidget();
+    // The labels' strip: the same role as the 300 twips under the canvas, sized for
+    // the label font so the texts are not clipped.
+    const int labelHeight = lblUpDate->fontMetrics().height() + 2;
+    const int strip = labelHeight + 8;
+    const int labelOffset = labelHeight + 4;
+    const LayoutBoxes boxes = ComputeLayout(client->height(), client->width(), strip, labelOffset);
+    picCanvas->setGeometry(0, 0, boxes.canvasWidth, boxes.canvasHeight);
+    picColorBar->setGeometry(boxes.canvasWidth, 0, boxes.colorBarWidth, boxes.canvasHeight);
+    lblUpDate->setGeometry(0, boxes.labelTop, kUpDateWidth, labelHeight);
+    lblMouseXY->setGeometry(kMouseXYLeft, boxes.labelTop, kMouseXYWidth, labelHeight);
+    AfterResize(model_, *this);
+    refreshPictures();
+}
+
+void frmMain::resizeEvent(QResizeEvent* event) {
+    QMainWindow::resizeEvent(event);
+    handle([this] { Form_Resize(); });
+}
+
+void frmMain::changeEvent(QEvent* event) {
+    QMainWindow::changeEvent(event);
+    if (event->type() == QEvent::WindowStateChange) {
+        handle([this] { Form_Resize(); });
+    }
+}
+
+void frmMain::closeEvent(QCloseEvent* event) {
+    // Ends the program at once; ending it closes the history file.
+    tmrOpt->stop();
+    history_.Close(model_);
+    event->accept();
+}
+
+void frmMain::picCanvas_MouseDown(float x, float y) {
+    handle([&] { CanvasMouseDown(model_, *this, x, y); });
+}
+
+void frmMain::picCanvas_MouseMove(float x, float y) {
+    setMouseStatus(MouseText(x, y));
+}
+
+void frmMain::tmrOpt_Timer() {
+    handle([this] { OptimizationTimerTick(model_, *this); });
+    // Show this step before the next tick runs the one after it.
+    picCanvas->repaint();
+    picColorBar->repaint();
+    lblUpDate->repaint();
+}
+
+void frmMain::mnuImageCopy_Click() {
+    QClipboard* clipboard = QApplication::clipboard();
+    clipboard->clear();
+    clipboard->setImage(picCanvas->surface().image());
+}
+
+void frmMain::mnuExit_Click() {
+    ExitProgram(model_, *this);
+    tmrOpt->stop();
+    hide();
+    QApplication::quit();
+}
+
+} // namespace quillane

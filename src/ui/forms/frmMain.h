@@ -1,0 +1,104 @@
+#pragma once
+// The main window: menus, the canvas, the colour legend, the two status labels and
+// the optimization timer. It holds the one model and translates the toolkit's
+// events into calls of the plain editing and command functions.
+
+#include <QAction>
+#include <QLabel>
+#include <QMainWindow>
+#include <QMenu>
+#include <QTimer>
+#include <functional>
+
+#include "model/Model.h"
+#include "optimize/History.h"
+#include "ui/Desktop.h"
+#include "ui/forms/CanvasWidget.h"
+
+namespace quillane {
+
+class frmMain : public QMainWindow, public Desktop {
+    Q_OBJECT
+
+  public:
+    explicit frmMain(QWidget* parent = nullptr);
+    ~frmMain() override;
+
+    Model& model() { return model_; }
+
+    // Where message boxes go; by default a modal box with the exclamation icon and
+    // an OK button. Tests replace it to capture the messages.
+    using MessageHandler = std::function<void(const std::string& text, const std::string& title)>;
+    void setMessageHandler(MessageHandler handler) { messageHandler_ = std::move(handler); }
+
+    // Desktop
+    DrawingSurface& canvas() override { return picCanvas->surface(); }
+    DrawingSurface& colorBar() override { return picColorBar->surface(); }
+    void showMessage(const std::string& text, const std::string& title) override;
+    void beep() override;
+    void setBusy(bool busy) override;
+    void setStatus(const std::string& text) override;
+    void setMouseStatus(const std::string& text) override;
+    void setTitle(const std::string& text) override;
+    void setResultMenusEnabled(bool enabled) override;
+    void setTimerInterval(int milliseconds) override;
+    double canvasWidth() override { return picCanvas->width(); }
+    double canvasHeight() override { return picCanvas->height(); }
+    HistoryRecorder& history() override { return history_; }
+
+    // Controls, named as the program knows them.
+    CanvasWidget* picCanvas = nullptr;
+    CanvasWidget* picColorBar = nullptr;
+    QLabel* lblUpDate = nullptr;
+    QLabel* lblMouseXY = nullptr;
+    QTimer* tmrOpt = nullptr;
+
+    QMenu* mnuFile = nullptr;
+    QAction* mnuOpen = nullptr;
+    QAction* mnuSave = nullptr;
+    QAction* mnuImageCopy = nullptr;
+    QAction* mnuHistory = nullptr;
+    QAction* mnuExit = nullptr;
+    QMenu* mnuGraphicArea = nullptr;
+    QAction* mnuWidth = nullptr;
+    QAction* mnuMoveOrigin = nullptr;
+    QAction* mnuImageIndicator = nullptr;
+    QAction* mnuValueIndicator = nullptr;
+    QAction* mnuClear = nullptr;
+    QAction* mnuShape = nullptr;
+    QMenu* mnuAnalysis = nullptr;
+    QAction* mnuMaterial = nullptr;
+    QAction* mnuFreedom = nullptr;
+    QAction* mnuAppliedLoad = nullptr;
+    QAction* mnuDrivingParameter = nullptr;
+    QAction* mnuStressAnalysis = nullptr;
+    QAction* mnuOptimization = nullptr;
+
+    // The layout rule applied to the present client area (also run on every resize).
+    void Form_Resize();
+
+  protected:
+    void resizeEvent(QResizeEvent* event) override;
+    void changeEvent(QEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
+
+  private:
+    void buildMenus();
+    // Runs an event handler under the fault guard, then shows what it drew.
+    void handle(const std::function<void()>& handler);
+    void refreshPictures();
+    template <class Dialog> void showDialog();
+
+    void picCanvas_MouseDown(float x, float y);
+    void picCanvas_MouseMove(float x, float y);
+    void tmrOpt_Timer();
+    void mnuImageCopy_Click();
+    void mnuExit_Click();
+
+    Model model_;
+    HistoryRecorder history_;
+    MessageHandler messageHandler_;
+    bool busy_ = false;
+};
+
+} // namespace quillane
