@@ -20,10 +20,18 @@ build: configure
 test: build
 	ctest --test-dir $(BUILD_DIR) --output-on-failure -j $(JOBS)
 
-# Until the desktop exists, this runs the headless runner on an example and says so.
+# The desktop program. Without a display it says so and runs the headless demo:
+# the cantilever example, 30 optimization steps, and a picture of the stress map.
 run: build
-	@echo "Quillane (headless): analysing examples/cantilever.model and running 30 optimization steps"
-	$(BUILD_DIR)/bin/quillane-cli run examples/cantilever.model --steps 30
+	@if [ -n "$$DISPLAY" ] || [ -n "$$WAYLAND_DISPLAY" ]; then \
+	  $(BUILD_DIR)/bin/quillane; \
+	else \
+	  echo "No display found (DISPLAY and WAYLAND_DISPLAY are unset): running the headless demo instead."; \
+	  echo "Quillane (headless): analysing examples/cantilever.model and running 30 optimization steps"; \
+	  $(BUILD_DIR)/bin/quillane-cli run examples/cantilever.model --steps 30 \
+	    --png $(BUILD_DIR)/cantilever-stress.png --map stress && \
+	  echo "Picture of the stress map: $(BUILD_DIR)/cantilever-stress.png"; \
+	fi
 
 bench: build
 	$(BUILD_DIR)/bin/quillane-bench --benchmark_counters_tabular=true

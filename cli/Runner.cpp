@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "display/ColorScale.h"
 #include "fem/Mesh.h"
 #include "fem/StressAnalysis.h"
 #include "model/Faults.h"
@@ -108,8 +109,27 @@ void writeCells(const Model& m, const std::string& path) {
 
 // Everything after the options are known. `stage` always names the work in hand, so
 // a fault can say where it happened.
-int runModel(const RunOptions& options, std::ostream& out, std::ostream& err, std::string& stage) {
+// "800x600" into its two whole numbers, each at least 1.
+bool parseSize(std::string_view text, int& width, int& height) {
+    const std::size_t x = text.find('x');
+    if (x == std::string_view::npos) {
+        return false;
+    }
+    int w = 0;
+    int h = 0;
+    if (!parseSteps(text.substr(0, x), w) || !parseSteps(text.substr(x + 1), h) || w < 1 || h < 1 ||
+        w > 20000 || h > 20000) {
+        return false;
+    }
+    width = w;
+    height = h;
+    return true;
+}
+
+int runModel(const RunOptions& options, std::ostream& out, std::ostream& err, std::string& stage,
+             const PictureWriter& writePicture) {
     Model m;
+    MakeColorTable(m);
     stage = "opening the model";
     OpenModel(m, options.modelPath, CanvasSize{kDefaultCanvasWidth, kDefaultCanvasHeight});
     // The desktop redraws the canvas after opening, which marks the active nodes the
@@ -164,6 +184,15 @@ int runModel(const RunOptions& options, std::ostream& out, std::ostream& err, st
     if (options.savePath) {
         stage = "saving the model";
         SaveModel(m, *options.savePath);
+    }
+    if (options.pngPath) {
+        stage = "drawing the picture";
+        if (!writePicture) {
+            throw OutputFileError("This build of the runner cannot draw pictures.");
+        }
+        if (const std::string problem = writePicture(m, options); !problem.empty()) {
+            throw OutputFileError(problem);
+        }
     }
     if (!options.quiet) {
         out << "final  volume=" << formatScientific(m.Volume) << " steps=" << options.steps << "  "
@@ -235,7 +264,9 @@ ParseResult ParseArguments(const std::vector<std::string>& args) {
             target = &options.epsilon;
         } else if (name == "--lambda") {
             target = &options.lambda;
-        } else if (name != "--steps") {
+        } else if (name == "--png") {
+            target = &options.pngPath;
+        } else if (name != "--steps" && name != "--size" && name != "--map") {
             result.error = "unknown option '" + name + "'";
             return result;
         }
@@ -248,6 +279,18 @@ ParseResult ParseArguments(const std::vector<std::string>& args) {
         }
         if (target != nullptr) {
             *target = *value;
+        } else if (name == "--size") {
+            if (!parseSize(*value, options.pngWidth, options.pngHeight)) {
+                result.error =
+                    "--size needs WIDTHxHEIGHT in pixels (1 to 20000), not '" + *value + "'";
+                return result;
+            }
+        } else if (name == "--map") {
+            if (*value != "stress" && *value != "potential") {
+                result.error = "--map needs 'stress' or 'potential', not '" + *value + "'";
+                return result;
+            }
+            options.map = *value;
         } else if (!parseSteps(*value, options.steps)) {
             result.error = "--steps needs a non-negative whole number, not '" + *value + "'";
             return result;
@@ -257,6 +300,10 @@ ParseResult ParseArguments(const std::vector<std::string>& args) {
         result.error = "no model file given";
         return result;
     }
+    if (!options.pngPath && !options.map.empty()) {
+        result.error = "--map draws into the picture of --png; give --png FILE too";
+        return result;
+    }
     result.options = options;
     return result;
 }
@@ -264,6 +311,7 @@ ParseResult ParseArguments(const std::vector<std::string>& args) {
 std::string UsageLines() {
     return "usage: quillane-cli run MODEL [--steps N] [--history FILE] [--cells FILE] "
            "[--save FILE]\n"
+           "                        [--png FILE [--size WxH] [--map stress|potential]]\n"
            "                        [--stress-target S] [--epsilon E] [--lambda L] [--quiet]\n"
            "       quillane-cli --help | --version\n";
 }
@@ -276,6 +324,11 @@ std::string UsageText() {
            "step)\n"
            "  --cells FILE        write row,column,state,stress,potential of every cell as CSV\n"
            "  --save FILE         save the final model\n"
+           "  --png FILE          draw the canvas with its legend into a PNG image (after the\n"
+           "                      last step), as the desktop draws it\n"
+           "  --size WxH          the picture's size in pixels (default 800x600)\n"
+           "  --map stress|potential\n"
+           "                      draw that result map over the model in the picture\n"
            "  --stress-target S, --epsilon E, --lambda L\n"
            "                      override the model's optimization parameters\n"
            "  --quiet             print nothing but warnings and errors\n"
@@ -287,7 +340,8 @@ std::string VersionText() {
     return std::string(kProgram) + " " + QUILLANE_VERSION;
 }
 
-int Run(const RunOptions& options, std::ostream& out, std::ostream& err) {
+int Run(const RunOptions& options, std::ostream& out, std::ostream& err,
+        const PictureWriter& writePicture) {
     switch (options.command) {
     case Command::Help:
         out << UsageText();
@@ -301,7 +355,7 @@ int Run(const RunOptions& options, std::ostream& out, std::ostream& err) {
 
     std::string stage;
     try {
-        return runModel(options, out, err, stage);
+        return runModel(options, out, err, stage, writePicture);
     } catch (const ModelFileError& e) {
         const bool saving = stage == "saving the model";
         err << "error: the model file \"" << (saving ? *options.savePath : options.modelPath)
@@ -325,13 +379,14 @@ int Run(const RunOptions& options, std::ostream& out, std::ostream& err) {
     }
 }
 
-int Main(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+int Main(const std::vector<std::string>& args, std::ostream& out, std::ostream& err,
+         const PictureWriter& writePicture) {
     const ParseResult parsed = ParseArguments(args);
     if (!parsed.options) {
         err << kProgram << ": " << parsed.error << '\n' << UsageLines();
         return kExitUsage;
     }
-    return Run(*parsed.options, out, err);
+    return Run(*parsed.options, out, err, writePicture);
 }
 
 } // namespace quillane::cli

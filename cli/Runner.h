@@ -3,10 +3,15 @@
 // optimization steps and writes what was asked for. Everything goes through the
 // two streams passed in, so the whole run can be driven from a test.
 
+#include <functional>
 #include <iosfwd>
 #include <optional>
 #include <string>
 #include <vector>
+
+namespace quillane {
+struct Model;
+}
 
 namespace quillane::cli {
 
@@ -38,7 +43,18 @@ struct RunOptions {
     std::optional<std::string> epsilon;
     std::optional<std::string> lambda;
     bool quiet = false;
+    // A picture of the canvas with its legend, drawn after the last step.
+    std::optional<std::string> pngPath;
+    int pngWidth = 800;
+    int pngHeight = 600;
+    // "" for the plain model, "stress" or "potential" for a result map over it.
+    std::string map;
 };
+
+// Draws the picture asked for by --png and writes it; returns an empty string on
+// success, otherwise why it failed. The drawing needs Qt, which the runner's own
+// logic does without: the program passes the real one, tests may pass their own.
+using PictureWriter = std::function<std::string(Model& m, const RunOptions& options)>;
 
 struct ParseResult {
     std::optional<RunOptions> options; // empty when the arguments are not usable
@@ -58,9 +74,11 @@ std::string UsageText();
 std::string VersionText();
 
 // Carries out parsed options; returns the exit code.
-int Run(const RunOptions& options, std::ostream& out, std::ostream& err);
+int Run(const RunOptions& options, std::ostream& out, std::ostream& err,
+        const PictureWriter& writePicture = {});
 
 // Parses and runs: what main() does.
-int Main(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
+int Main(const std::vector<std::string>& args, std::ostream& out, std::ostream& err,
+         const PictureWriter& writePicture = {});
 
 } // namespace quillane::cli

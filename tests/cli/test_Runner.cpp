@@ -178,12 +178,45 @@ TEST_F(RunnerTest, FileFailuresExitWithThreeAndRunTimeFaultsWithFour) {
     }
 }
 
+TEST_F(RunnerTest, PictureIsDrawnAfterTheLastStepThroughTheWriter) {
+    int calls = 0;
+    quillane::cli::RunOptions seen;
+    int stepsSeen = -1;
+    auto writer = [&](quillane::Model& m, const quillane::cli::RunOptions& options) {
+        ++calls;
+        seen = options;
+        stepsSeen = m.StepCount;
+        return std::string();
+    };
+    std::ostringstream out;
+    std::ostringstream err;
+    const int code = Main({"run", kTiny, "--steps", "2", "--png", path("tiny.png"), "--size",
+                           "320x200", "--map", "potential"},
+                          out, err, writer);
+    EXPECT_EQ(code, 0) << err.str();
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(stepsSeen, 2);
+    EXPECT_EQ(seen.pngWidth, 320);
+    EXPECT_EQ(seen.pngHeight, 200);
+    EXPECT_EQ(seen.map, "potential");
+
+    // A writer that fails, or none at all, is a file error.
+    const int failed = Main({"run", kTiny, "--png", path("x.png")}, out, err,
+                            [](quillane::Model&, const quillane::cli::RunOptions&) {
+                                return std::string("disk full");
+                            });
+    EXPECT_EQ(failed, 3);
+    EXPECT_NE(err.str().find("disk full"), std::string::npos);
+    EXPECT_EQ(run({"run", kTiny, "--png", path("y.png")}).code, 3);
+}
+
 TEST(RunnerUsage, BadArgumentsExitWithTwo) {
     // The words of each case, M standing for the model; options belong to the command.
     for (const char* line :
          {"", "simulate M", "run", "run M M", "run M --steps", "run M --steps -1",
           "run M --steps 1.5", "run M --steps 3x", "run M --steps 99999999999", "run M --step 3",
-          "run M --history", "--quiet run M"}) {
+          "run M --history", "--quiet run M", "run M --map stress", "run M --png p --map heat",
+          "run M --png p --size 0x5", "run M --png p --size 80", "run M --png p --size 80x"}) {
         std::vector<std::string> args;
         std::istringstream words(line);
         for (std::string word; words >> word;) {
