@@ -120,6 +120,12 @@ TEST_F(MainWindowTest, LaysOutCanvasAndLegendInProportion) {
     EXPECT_NEAR(left.y(), m().DomainHeight / 2, 1e-3);
     EXPECT_NEAR(right.y(), -m().DomainHeight / 2, 1e-3);
 
+    // The first picture is on the canvas: the red axes cross at the origin, the
+    // legend shows its boxes.
+    const QPoint origin = window->picCanvas->toPixels(0, 0).toPoint();
+    EXPECT_EQ(window->picCanvas->surface().image().pixelColor(origin), QColor(128, 0, 0));
+    EXPECT_EQ(window->picColorBar->surface().image().size(), window->picColorBar->size());
+
     // The window grows: the proportions follow.
     window->resize(1200, 800);
     QApplication::processEvents();
@@ -205,6 +211,18 @@ TEST_F(MainWindowTest, AnalysisAndAutomaticStepsThroughTheWindow) {
     EXPECT_TRUE(window->lblUpDate->text().startsWith("  Volume = "));
     EXPECT_TRUE(window->mnuOptimization->isEnabled());
     EXPECT_TRUE(window->mnuHistory->isEnabled());
+    EXPECT_EQ(QApplication::overrideCursor(), nullptr);
+
+    // Read-outs after the analysis: a stress in the status label; the potential of
+    // the lowest row is the read-out's subscript fault, reported, not fatal.
+    ApplyValueChoice(m(), ValueOption::Stress);
+    press(150, 50);
+    EXPECT_TRUE(window->lblUpDate->text().startsWith("1,3   stress = "))
+        << window->lblUpDate->text().toStdString();
+    ApplyValueChoice(m(), ValueOption::Potential);
+    press(150, -50);
+    ASSERT_EQ(messages.size(), 1u);
+    messages.clear();
     EXPECT_EQ(QApplication::overrideCursor(), nullptr);
 
     window->mnuHistory->trigger();

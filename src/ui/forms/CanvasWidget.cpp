@@ -17,9 +17,19 @@ void CanvasWidget::paintEvent(QPaintEvent*) {
     p.drawImage(0, 0, surface_.image());
 }
 
+void CanvasWidget::place(const QRect& geometry) {
+    setGeometry(geometry);
+    if (surface_.size() != geometry.size()) {
+        surface_.resize(geometry.size());
+    }
+}
+
 void CanvasWidget::resizeEvent(QResizeEvent*) {
-    // A new size starts from a blank image; the owner redraws after laying out.
-    surface_.resize(size());
+    // A hidden widget gets its resize event only when shown, after the owner drew
+    // on the image placed for it: keep that picture when the size agrees.
+    if (surface_.size() != size()) {
+        surface_.resize(size());
+    }
 }
 
 void CanvasWidget::mousePressEvent(QMouseEvent* event) {

@@ -15,6 +15,9 @@ class CanvasWidget : public QWidget {
     explicit CanvasWidget(QWidget* parent = nullptr);
 
     ImageSurface& surface() { return surface_; }
+    // Moves and sizes the box and its image at once, so that what the owner draws
+    // right after lands on an image of the new size.
+    void place(const QRect& geometry);
     // User coordinates (mm on the canvas) of a pixel position in the widget.
     QPointF toUser(QPointF pixel) const { return surface_.toUser(pixel); }
     QPointF toPixels(double x, double y) const { return surface_.toPixels(x, y); }

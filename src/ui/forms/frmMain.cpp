@@ -220,8 +220,8 @@ void frmMain::Form_Resize() {
     const int strip = labelHeight + 8;
     const int labelOffset = labelHeight + 4;
     const LayoutBoxes boxes = ComputeLayout(client->height(), client->width(), strip, labelOffset);
-    picCanvas->setGeometry(0, 0, boxes.canvasWidth, boxes.canvasHeight);
-    picColorBar->setGeometry(boxes.canvasWidth, 0, boxes.colorBarWidth, boxes.canvasHeight);
+    picCanvas->place(QRect(0, 0, boxes.canvasWidth, boxes.canvasHeight));
+    picColorBar->place(QRect(boxes.canvasWidth, 0, boxes.colorBarWidth, boxes.canvasHeight));
     lblUpDate->setGeometry(0, boxes.labelTop, kUpDateWidth, labelHeight);
     lblMouseXY->setGeometry(kMouseXYLeft, boxes.labelTop, kMouseXYWidth, labelHeight);
     AfterResize(model_, *this);
