@@ -1,7 +1,6 @@
 #include "ui/forms/frmAppliedLoad.h"
 
 #include <QGridLayout>
-#include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -10,6 +9,7 @@
 
 #include "model/NumberText.h"
 #include "ui/Commands.h"
+#include "ui/forms/DialogLayout.h"
 #include "ui/forms/Text.h"
 
 namespace quillane {
@@ -35,14 +35,9 @@ frmAppliedLoad::frmAppliedLoad(Model& m, Desktop& d, QWidget* parent)
     boxes->addWidget(lblLoadY, 1, 0);
     boxes->addWidget(txtLoadY, 1, 1);
     layout->addLayout(boxes);
-    auto* buttons = new QHBoxLayout;
-    buttons->addStretch();
-    buttons->addWidget(cmdOK);
-    buttons->addWidget(cmdExit);
-    layout->addLayout(buttons);
+    addButtonRow(layout, {cmdOK, cmdExit});
     txtLoadX->setMinimumWidth(120);
     txtLoadY->setMinimumWidth(120);
-    cmdOK->setDefault(true);
     setMinimumWidth(280);
 
     m_.EditMode = 0;

@@ -1,7 +1,6 @@
 #include "ui/forms/frmController.h"
 
 #include <QGridLayout>
-#include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -9,6 +8,7 @@
 
 #include "optimize/Parameters.h"
 #include "ui/Commands.h"
+#include "ui/forms/DialogLayout.h"
 #include "ui/forms/Text.h"
 
 namespace quillane {
@@ -40,15 +40,10 @@ frmController::frmController(Model& m, Desktop& d, QWidget* parent)
     boxes->addWidget(lblDpLambda, 5, 0);
     boxes->addWidget(txtDpLambda, 5, 1);
     layout->addLayout(boxes);
-    auto* buttons = new QHBoxLayout;
-    buttons->addStretch();
-    buttons->addWidget(cmdOK);
-    buttons->addWidget(cmdExit);
-    layout->addLayout(buttons);
+    addButtonRow(layout, {cmdOK, cmdExit});
     for (QLineEdit* box : {txtDpStress, txtDpEpsilon, txtDpLambda}) {
         box->setMinimumWidth(120);
     }
-    cmdOK->setDefault(true);
     setMinimumWidth(300);
 
     m_.EditMode = 0;

@@ -1,6 +1,5 @@
 #include "ui/forms/frmFreedom.h"
 
-#include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
 #include <QRadioButton>
@@ -8,6 +7,7 @@
 #include <utility>
 
 #include "ui/Commands.h"
+#include "ui/forms/DialogLayout.h"
 
 namespace quillane {
 
@@ -26,12 +26,7 @@ frmFreedom::frmFreedom(Model& m, Desktop& d, QWidget* parent) : QDialog(parent),
     for (QRadioButton* option : {optFixX, optFixY, optFixXY, optFree}) {
         layout->addWidget(option);
     }
-    auto* buttons = new QHBoxLayout;
-    buttons->addStretch();
-    buttons->addWidget(cmdOK);
-    buttons->addWidget(cmdExit);
-    layout->addLayout(buttons);
-    cmdOK->setDefault(true);
+    addButtonRow(layout, {cmdOK, cmdExit});
     setMinimumWidth(280);
 
     // Opening the dialog ends any editing on the canvas, so Cancel leaves it inert.

@@ -1,12 +1,12 @@
 #include "ui/forms/frmImageIndicator.h"
 
-#include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QVBoxLayout>
 
 #include "ui/Commands.h"
+#include "ui/forms/DialogLayout.h"
 
 namespace quillane {
 
@@ -23,12 +23,7 @@ frmImageIndicator::frmImageIndicator(Model& m, Desktop& d, QWidget* parent)
     layout->addWidget(lblChoose);
     layout->addWidget(optStressValue);
     layout->addWidget(optNeuronValue);
-    auto* buttons = new QHBoxLayout;
-    buttons->addStretch();
-    buttons->addWidget(cmdOK);
-    buttons->addWidget(cmdExit);
-    layout->addLayout(buttons);
-    cmdOK->setDefault(true);
+    addButtonRow(layout, {cmdOK, cmdExit});
     setMinimumWidth(260);
 
     // The map now shown is preselected; with any other mode neither is.

@@ -1,7 +1,6 @@
 #include "ui/forms/frmMaterial.h"
 
 #include <QGridLayout>
-#include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -9,6 +8,7 @@
 
 #include "model/NumberText.h"
 #include "ui/Commands.h"
+#include "ui/forms/DialogLayout.h"
 #include "ui/forms/Text.h"
 
 namespace quillane {
@@ -39,15 +39,10 @@ frmMaterial::frmMaterial(Model& m, Desktop& d, QWidget* parent) : QDialog(parent
     boxes->addWidget(lblPoison, 2, 0);
     boxes->addWidget(txtPoison, 2, 1);
     layout->addLayout(boxes);
-    auto* buttons = new QHBoxLayout;
-    buttons->addStretch();
-    buttons->addWidget(cmdOK);
-    buttons->addWidget(cmdExit);
-    layout->addLayout(buttons);
+    addButtonRow(layout, {cmdOK, cmdExit});
     for (QLineEdit* box : {txtEmod, txtThickness, txtPoison}) {
         box->setMinimumWidth(120);
     }
-    cmdOK->setDefault(true);
     setMinimumWidth(320);
 
     m_.EditMode = 0;

@@ -1,6 +1,5 @@
 #include "ui/forms/frmShape.h"
 
-#include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
 #include <QRadioButton>
@@ -8,6 +7,7 @@
 #include <utility>
 
 #include "ui/Commands.h"
+#include "ui/forms/DialogLayout.h"
 
 namespace quillane {
 
@@ -29,12 +29,7 @@ frmShape::frmShape(Model& m, Desktop& d, QWidget* parent) : QDialog(parent), m_(
                                  optAddNonDesignElements, optDeleteDesignDomain, optDoNot}) {
         layout->addWidget(option);
     }
-    auto* buttons = new QHBoxLayout;
-    buttons->addStretch();
-    buttons->addWidget(cmdOK);
-    buttons->addWidget(cmdCancel);
-    layout->addLayout(buttons);
-    cmdOK->setDefault(true);
+    addButtonRow(layout, {cmdOK, cmdCancel});
     setMinimumWidth(320);
 
     // The dialog always opens on "Nothing", whatever was chosen last time.

@@ -1,6 +1,5 @@
 #include "ui/forms/frmValueIndicator.h"
 
-#include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
 #include <QRadioButton>
@@ -8,6 +7,7 @@
 #include <utility>
 
 #include "ui/Commands.h"
+#include "ui/forms/DialogLayout.h"
 
 namespace quillane {
 
@@ -30,12 +30,7 @@ frmValueIndicator::frmValueIndicator(Model& m, Desktop& /*d*/, QWidget* parent)
          {optLoadValue, optDisplacementValue, optStressValue, optNeuronValue, optDoNot}) {
         layout->addWidget(option);
     }
-    auto* buttons = new QHBoxLayout;
-    buttons->addStretch();
-    buttons->addWidget(cmdOK);
-    buttons->addWidget(cmdExit);
-    layout->addLayout(buttons);
-    cmdOK->setDefault(true);
+    addButtonRow(layout, {cmdOK, cmdExit});
     setMinimumWidth(260);
 
     // Opening on "Nothing" makes OK without a choice harmless.

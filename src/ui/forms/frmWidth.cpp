@@ -1,7 +1,6 @@
 #include "ui/forms/frmWidth.h"
 
 #include <QGridLayout>
-#include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -9,6 +8,7 @@
 
 #include "model/NumberText.h"
 #include "ui/Commands.h"
+#include "ui/forms/DialogLayout.h"
 #include "ui/forms/Text.h"
 
 namespace quillane {
@@ -33,14 +33,9 @@ frmWidth::frmWidth(Model& m, Desktop& d, QWidget* parent) : QDialog(parent), m_(
     boxes->addWidget(txtUnitGrid, 3, 0);
     boxes->addWidget(lblUnitGridUnit, 3, 1);
     layout->addLayout(boxes);
-    auto* buttons = new QHBoxLayout;
-    buttons->addStretch();
-    buttons->addWidget(cmdOK);
-    buttons->addWidget(cmdCancel);
-    layout->addLayout(buttons);
+    addButtonRow(layout, {cmdOK, cmdCancel});
     txtWidth->setMinimumWidth(160);
     txtUnitGrid->setMinimumWidth(160);
-    cmdOK->setDefault(true);
     setMinimumWidth(300);
 
     // The design-time "1000" never shows: the present values replace it.
