@@ -25,8 +25,8 @@ float cellCorner(float v, float size) {
 
 // A 1-based grid index (px - origin) / size + 1, accepted only when it lies in
 // 1..limit. In a consistent model the rectangle tests already guarantee this; the
-// check keeps a stale corner (a domain set-up abandoned after its first click)
-// from indexing outside the arrays or overflowing.
+// check keeps a click made after a change of ElementSize (the domain keeps the
+// size it was built with) from indexing outside the arrays or overflowing.
 bool gridIndex(float p, float origin, float size, int limit, int16& index) {
     const float q = (p - origin) / size + 1.0f;
     const double nearest = std::nearbyint(static_cast<double>(q));

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QClipboard>
 #include <QMenuBar>
 #include <QSignalSpy>
 #include <QTest>
@@ -253,6 +254,16 @@ TEST_F(MainWindowTest, FaultIsReportedAndTheProgramGoesOn) {
     press(-150, -50);
     press(150, 50);
     EXPECT_EQ(m().CellState(1, 1), 1);
+}
+
+TEST_F(MainWindowTest, CopyImagePutsTheCanvasOnTheClipboard) {
+    buildCantilever();
+    window->mnuImageCopy->trigger();
+    const QImage copied = QApplication::clipboard()->image();
+    ASSERT_FALSE(copied.isNull());
+    EXPECT_EQ(copied.size(), window->picCanvas->size());
+    EXPECT_EQ(copied.convertToFormat(QImage::Format_RGB32),
+              window->picCanvas->surface().image().convertToFormat(QImage::Format_RGB32));
 }
 
 TEST_F(MainWindowTest, ClearModelEmptiesTheGeometryAndRefusesClicks) {
