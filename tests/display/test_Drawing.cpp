@@ -1,3 +1,5 @@
+// The canvas, the legend and the result maps against a recording surface, and the
+// value read-outs of a clicked cell or node.
 #include <algorithm>
 #include <array>
 #include <limits>
@@ -10,6 +12,8 @@
 #include "display/ColorScale.h"
 #include "display/RecordingSurface.h"
 #include "display/ResultMaps.h"
+#include "display/ValueReadouts.h"
+#include "model/Messages.h"
 #include "support/ModelBuilders.h"
 
 using namespace quillane;
@@ -25,11 +29,9 @@ Coords at(const DrawOp& op) {
 std::vector<DrawOp> pick(const std::vector<DrawOp>& ops, DrawOp::Kind kind,
                          std::optional<Rgb> color = {}) {
     std::vector<DrawOp> out;
-    for (const DrawOp& op : ops) {
-        if (op.kind == kind && (!color || op.color == *color)) {
-            out.push_back(op);
-        }
-    }
+    std::copy_if(ops.begin(), ops.end(), std::back_inserter(out), [&](const DrawOp& op) {
+        return op.kind == kind && (!color || op.color == *color);
+    });
     return out;
 }
 
@@ -50,6 +52,7 @@ Model plateWith(const std::vector<double>& values) {
     return m;
 }
 
+// The colour level (1..16, 17 for none) of every filled cell.
 std::vector<int> levels(const Model& m, const RecordingSurface& canvas) {
     std::vector<int> out;
     for (const DrawOp& op : canvas.ofKind(DrawOp::FilledBox)) {
@@ -78,38 +81,29 @@ std::vector<std::string> printed(const RecordingSurface& bar) {
 } // namespace
 
 TEST(ColorScale, TableAndLegend) {
-    const int ramp[16][3] = {{0, 63, 252},  {0, 108, 243}, {0, 147, 228}, {0, 180, 207},
-                             {0, 207, 180}, {0, 228, 147}, {0, 243, 108}, {0, 252, 63},
-                             {63, 252, 0},  {108, 243, 0}, {147, 228, 0}, {180, 207, 0},
-                             {207, 180, 0}, {228, 147, 0}, {243, 108, 0}, {252, 63, 0}};
+    const Rgb ramp[16] = {{0, 63, 252},  {0, 108, 243}, {0, 147, 228}, {0, 180, 207},
+                          {0, 207, 180}, {0, 228, 147}, {0, 243, 108}, {0, 252, 63},
+                          {63, 252, 0},  {108, 243, 0}, {147, 228, 0}, {180, 207, 0},
+                          {207, 180, 0}, {228, 147, 0}, {243, 108, 0}, {252, 63, 0}};
     Model m;
     MakeColorTable(m);
     RecordingSurface bar;
     DrawColorBar(m, bar, "Potential");
-    const auto first = bar.sinceClear();
-    DrawColorBar(m, bar, "Potential");
+    const std::size_t once = bar.sinceClear().size();
+    DrawColorBar(m, bar, "Potential"); // a redraw starts from a cleared bar
     const auto ops = bar.sinceClear();
-    ASSERT_EQ(ops.size(), first.size());
-    for (std::size_t k = 0; k < ops.size(); ++k) {
-        EXPECT_TRUE(ops[k].kind == first[k].kind && at(ops[k]) == at(first[k]) &&
-                    ops[k].color == first[k].color && ops[k].text == first[k].text);
-    }
+    ASSERT_EQ(ops.size(), once);
     EXPECT_EQ(at(ops[0]), (Coords{-0.5, 17, 5, -1}));
     EXPECT_EQ(printed(bar), std::vector<std::string>{"Potential"});
     const auto fills = pick(ops, DrawOp::FilledBox);
     const auto outlines = pick(ops, DrawOp::Box, PaletteColor(1));
     ASSERT_EQ(fills.size(), 16u);
     ASSERT_EQ(outlines.size(), 16u);
-    for (int L = 1; L <= 16; ++L) {
-        const auto& c = ramp[L - 1];
-        for (int k = 0; k < 3; ++k) {
-            EXPECT_EQ(m.ColorTable[L - 1][k], c[k]) << L;
-        }
-        const std::size_t i = static_cast<std::size_t>(L - 1);
-        EXPECT_EQ(fills[i].color,
-                  (Rgb{static_cast<std::uint8_t>(c[0]), static_cast<std::uint8_t>(c[1]),
-                       static_cast<std::uint8_t>(c[2])}));
-        EXPECT_EQ(at(fills[i]), (Coords{0, L - 1.0, 1.5, 1.0 * L}));
+    for (std::size_t i = 0; i < 16; ++i) {
+        const Rgb& c = ramp[i];
+        EXPECT_EQ(m.ColorTable[i], (std::array<int16, 3>{c.r, c.g, c.b})) << i;
+        EXPECT_EQ(fills[i].color, c) << i;
+        EXPECT_EQ(at(fills[i]), (Coords{0, 1.0 * i, 1.5, i + 1.0}));
         EXPECT_EQ(at(outlines[i]), at(fills[i]));
     }
     EXPECT_THROW(LevelColor(m, 17), SubscriptFault);
@@ -127,13 +121,14 @@ TEST(Canvas, EmptyModelShowsBackgroundAxesAndGrid) {
     ASSERT_EQ(lines.size(), 2u + 10 + 10 + 5 + 5);
     EXPECT_EQ(pick(lines, DrawOp::Line, PaletteColor(3)).size(), 30u);
     EXPECT_EQ(lines[0].color, PaletteColor(4));
-    EXPECT_EQ(at(lines[0]), (Coords{0, 500, 0, -500}));
-    EXPECT_EQ(at(lines[1]), (Coords{-1000, 0, 1000, 0}));
-    // Sweeps left, right, down, up, each reaching the edge.
-    EXPECT_EQ(at(lines[11]), (Coords{-1000, 500, -1000, -500}));
-    EXPECT_EQ(at(lines[21]), (Coords{1000, 500, 1000, -500}));
-    EXPECT_EQ(at(lines[22]), (Coords{-1000, -100, 1000, -100}));
-    EXPECT_EQ(at(lines[31]), (Coords{-1000, 500, 1000, 500}));
+    // The two axes, then sweeps left, right, down, up, each reaching the edge.
+    const std::pair<std::size_t, Coords> expected[] = {
+        {0, {0, 500, 0, -500}},          {1, {-1000, 0, 1000, 0}},
+        {11, {-1000, 500, -1000, -500}}, {21, {1000, 500, 1000, -500}},
+        {22, {-1000, -100, 1000, -100}}, {31, {-1000, 500, 1000, 500}}};
+    for (const auto& [k, line] : expected) {
+        EXPECT_EQ(at(lines[k]), line) << k;
+    }
 
     m.ElementSize = 0; // only from a file; the grid is left out, nothing raised
     canvas.forget();
@@ -143,12 +138,9 @@ TEST(Canvas, EmptyModelShowsBackgroundAxesAndGrid) {
 
 TEST(Canvas, CellsPassByPassEachWithACyanOutline) {
     Model m = viewed(makePlate(2, 3));
-    const int16 states[2][3] = {{2, 1, 0}, {-3, 1, 0}};
-    for (int i = 1; i <= 2; ++i) {
-        for (int j = 1; j <= 3; ++j) {
-            m.CellState(i, j) = states[i - 1][j - 1];
-        }
-    }
+    setCells(m, 1, 3, 2, 3, kCellEmpty);
+    m.CellState(1, 1) = kCellNonDesign;
+    m.CellState(2, 1) = kCellCutOut;
     RecordingSurface canvas;
     DrawCanvas(m, canvas);
     EXPECT_EQ(m.NodeActive(nodeAt(m, 3, 4)), 0); // activity refreshed first
@@ -158,24 +150,20 @@ TEST(Canvas, CellsPassByPassEachWithACyanOutline) {
             boxes.push_back(op);
         }
     }
-    const struct {
-        DrawOp::Kind kind;
-        Coords corners;
-        Rgb color;
-    } expected[] = {{DrawOp::FilledBox, {0, 0, 300, 200}, PaletteColor(15)},
-                    {DrawOp::FilledBox, {100, 0, 200, 100}, PaletteColor(10)},
-                    {DrawOp::Box, {100, 0, 200, 100}, PaletteColor(3)},
-                    {DrawOp::FilledBox, {100, 100, 200, 200}, PaletteColor(10)},
-                    {DrawOp::Box, {100, 100, 200, 200}, PaletteColor(3)},
-                    {DrawOp::FilledBox, {0, 0, 100, 100}, PaletteColor(11)},
-                    {DrawOp::Box, {0, 0, 100, 100}, PaletteColor(3)},
-                    {DrawOp::FilledBox, {0, 100, 100, 200}, kCanvasBackground},
-                    {DrawOp::Box, {0, 100, 100, 200}, PaletteColor(3)}};
-    ASSERT_EQ(boxes.size(), std::size(expected));
+    // The domain, then design, non-design and cut-out cells, each pass row by row,
+    // every cell filled and at once outlined in cyan.
+    const std::pair<Coords, Rgb> expected[] = {{{0, 0, 300, 200}, PaletteColor(15)},
+                                               {{100, 0, 200, 100}, PaletteColor(10)},
+                                               {{100, 100, 200, 200}, PaletteColor(10)},
+                                               {{0, 0, 100, 100}, PaletteColor(11)},
+                                               {{0, 100, 100, 200}, kCanvasBackground}};
+    ASSERT_EQ(boxes.size(), 2 * std::size(expected) - 1);
     for (std::size_t k = 0; k < boxes.size(); ++k) {
-        EXPECT_EQ(boxes[k].kind, expected[k].kind) << k;
-        EXPECT_EQ(at(boxes[k]), expected[k].corners) << k;
-        EXPECT_EQ(boxes[k].color, expected[k].color) << k;
+        const auto& [corners, fill] = expected[(k + 1) / 2];
+        const bool outline = k % 2 == 0 && k > 0;
+        EXPECT_EQ(boxes[k].kind, outline ? DrawOp::Box : DrawOp::FilledBox) << k;
+        EXPECT_EQ(at(boxes[k]), corners) << k;
+        EXPECT_EQ(boxes[k].color, outline ? PaletteColor(3) : fill) << k;
     }
 }
 
@@ -184,7 +172,7 @@ TEST(Canvas, LoadArrowsHaveOneLengthAndFollowTheForceSign) {
     const struct {
         double fx, fy;
         int sx, sy;
-    } cases[] = {{5, 0, 1, 0}, {1, 1, 1, 1}, {1000, 1000, 1, 1}, {-3, 0.5, -1, 1}, {0, -7, 0, -1}};
+    } cases[] = {{1000, 1000, 1, 1}, {-3, 0.5, -1, 1}, {0, -7, 0, -1}}; // 0: zero length
     for (const auto& c : cases) {
         Model m = viewed(makePlate(1, 1));
         loadNode(m, 2, c.fx, c.fy); // the node at (100, 0)
@@ -219,33 +207,6 @@ TEST(Canvas, NodeFixedBothWaysGetsBothSymbols) {
         EXPECT_EQ(at(symbols[k]), expected[k]) << k;
         EXPECT_EQ(symbols[k].width, 1);
     }
-}
-
-TEST(Canvas, ClearModelEmptiesTheGeometryAndKeepsTheSettings) {
-    Model m = viewed(makeCantilever(2, 3));
-    m.YoungModulus = 70000;
-    m.Lambda = 0.2f;
-    m.LoadFx = 10;
-    m.ElementSize = 50;
-    m.MaxStress = 12;
-    m.ClickCount = 1;
-    const auto table = m.ColorTable;
-    RecordingSurface canvas, bar;
-    picCanvasClear(m, canvas, bar);
-    EXPECT_EQ(m.DomainDefined + m.CellRowCount + m.CellColumnCount + m.NodeCount + m.ElementCount +
-                  m.ClickCount,
-              0);
-    EXPECT_EQ(m.DomainX2 + m.DomainY2 + m.MaxStress, 0.0);
-    EXPECT_TRUE(m.CellState.empty() && m.NodeXY.empty() && m.NodeFreedom.empty() &&
-                m.NodeLoad.empty() && m.CellStress.empty() && m.Potential.empty());
-    EXPECT_EQ(m.YoungModulus, 70000);
-    EXPECT_EQ(m.Lambda, 0.2f);
-    EXPECT_EQ(m.LoadFx, 10);
-    EXPECT_EQ(m.ElementSize, 50.0f);
-    EXPECT_EQ(m.ColorTable, table);
-    EXPECT_TRUE(canvas.ofKind(DrawOp::FilledBox).empty());
-    EXPECT_EQ(canvas.ofKind(DrawOp::Line).size(), 2u + 60);
-    EXPECT_EQ(printed(bar), std::vector<std::string>{"stress(MPa)"});
 }
 
 TEST(ResultMaps, EqualValuesGiveLevelOneOnOccupiedCellsOnly) {
@@ -301,4 +262,61 @@ TEST(ResultMaps, NeuronMapIncludesZeroAndRedrawsSymbolsOnTop) {
     ASSERT_EQ(lines.size(), 12u);
     EXPECT_EQ(pick(lines, DrawOp::Line, PaletteColor(13)).size(), 8u);
     EXPECT_EQ(lines.back().color, PaletteColor(1));
+}
+
+// Three rows by four columns of 100 mm cells from the origin; cell (i, j) holds
+// the stress 10 i + j and the potential 10 i + j + 0.5.
+TEST(Readouts, ElementReportsTheCellBelowAndLeftOfTheClickedOne) {
+    Model m = makePlate(3, 4);
+    for (int i = 1; i <= 3; ++i) {
+        for (int j = 1; j <= 4; ++j) {
+            m.CellStress(i, j) = 10 * i + j;
+            m.Potential(i, j) = 10 * i + j + 0.5;
+        }
+    }
+    m.CellStress(1, 2) = 0.1;      // shown in single precision: 0.1
+    m.Potential(1, 2) = 1.0 / 3.0; // and 0.3333333
+    const struct {
+        float x, y;
+        const char* stress;
+        const char* potential; // nullptr: the subscript fault
+    } cases[] = {
+        {350, 250, "2,3   stress = 23MPa", "2,3   Potential = 23.5"}, // cell (3, 4)
+        {250, 150, "1,2   stress = 0.1MPa", "1,2   Potential = 0.3333333"},
+        {400, 300, "3,4   stress = 34MPa", "3,4   Potential = 34.5"}, // corner is inside
+        {399.9f, 299.9f, "2,3   stress = 23MPa", "2,3   Potential = 23.5"},
+        {50, 250, "2,0   stress = 0MPa", nullptr}, // leftmost column
+        {350, 50, "0,3   stress = 0MPa", nullptr}, // lowest row
+        {-0.1f, 50, kElementNotInDomain, kElementNotInDomain},
+        {50, 400, kElementNotInDomain, kElementNotInDomain},
+    };
+    for (const auto& c : cases) {
+        const Readout r = stressValue(m, c.x, c.y);
+        EXPECT_EQ(r.inside, std::string(c.stress) != kElementNotInDomain);
+        EXPECT_EQ(r.text, c.stress) << c.x << "," << c.y;
+        if (c.potential) {
+            EXPECT_EQ(neuronValue(m, c.x, c.y).text, c.potential) << c.x << "," << c.y;
+        } else {
+            EXPECT_THROW(neuronValue(m, c.x, c.y), SubscriptFault) << c.x << "," << c.y;
+        }
+    }
+}
+
+TEST(Readouts, NodeSnapsToTheNearestNodeWithHalvesUp) {
+    Model m = makePlate(3, 4);
+    loadNode(m, nodeAt(m, 2, 2), 10, -5);
+    loadNode(m, nodeAt(m, 2, 3), 0.25, 1e-5);
+    loadNode(m, nodeAt(m, 1, 1), -1, 2);
+    EXPECT_EQ(loadValue(m, 149.9f, 51).text, "Px = 10N  Py = -5N");
+    EXPECT_EQ(loadValue(m, 150, 50).text, "Px = 0.25N  Py = 1E-05N");
+    EXPECT_EQ(loadValue(m, -50, -50).text, "Px = -1N  Py = 2N");
+    EXPECT_EQ(loadValue(m, -50.1f, 0).text, kNodeNotInDomain);
+    EXPECT_FALSE(loadValue(m, 0, 350.1f).inside);
+    EXPECT_TRUE(loadValue(m, 449, 349).inside);
+
+    EXPECT_EQ(dispValue(m, 400, 300).text, "u = 0mm  v = 0mm"); // before any analysis
+    m.NodeDisp(nodeAt(m, 4, 5), 1) = 0.1;
+    m.NodeDisp(nodeAt(m, 4, 5), 2) = -0.2;
+    EXPECT_EQ(dispValue(m, 400, 300).text, "u = 0.1mm  v = -0.2mm");
+    EXPECT_EQ(dispValue(m, 500, 300).text, kNodeNotInDomain);
 }

@@ -1,5 +1,6 @@
-// The modal dialogs on the offscreen platform: what each shows on opening, what
-// OK and Cancel store, the status texts and the messages they leave behind.
+// The modal dialogs on the offscreen platform: their captions, what each shows on
+// opening, that OK stores the choice and Cancel does not, and when they stay open.
+// The texts and rules behind each choice are pinned by the ui layer's tests.
 #include <gtest/gtest.h>
 
 #include <QComboBox>
@@ -15,8 +16,6 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include "model/Messages.h"
-#include "model/ModelFile.h"
 #include "support/FakeDesktop.h"
 #include "support/ModelBuilders.h"
 #include "ui/Commands.h"
@@ -38,42 +37,72 @@ namespace {
 
 using test::FakeDesktop;
 
+// Open: shown and still waiting for the user; otherwise closed by OK or Cancel.
+enum Outcome { Open, Accepted, Rejected };
+Outcome outcome(const QDialog& dialog) {
+    return dialog.isVisible() ? Open : dialog.result() == QDialog::Accepted ? Accepted : Rejected;
+}
+
+// Every option, chosen and confirmed, sets its edit mode. The dialog opens on
+// `initial`; opening it and Cancel leave a mode of 9 at `unchanged`.
+template <class Form>
+void expectModes(Model& m, Desktop& d, QRadioButton* Form::*initial, QPushButton* Form::*cancel,
+                 int unchanged,
+                 std::initializer_list<std::pair<QRadioButton * Form::*, int>> options) {
+    for (const auto& [option, code] : options) {
+        for (QPushButton* Form::*button : {cancel, &Form::cmdOK}) {
+            m.EditMode = 9;
+            Form form(m, d);
+            EXPECT_TRUE((form.*initial)->isChecked());
+            EXPECT_EQ(m.EditMode, unchanged);
+            form.show();
+            (form.*option)->click();
+            (form.*button)->click();
+            EXPECT_EQ(outcome(form), button == cancel ? Rejected : Accepted);
+            EXPECT_EQ(m.EditMode, button == cancel ? unchanged : code)
+                << form.windowTitle().toStdString();
+        }
+    }
+}
+
+// A dialog of text fields: opening it ends the canvas editing and shows the values
+// in use. Typed values are dropped by Cancel (the next opening shows the old ones
+// again) and stored by OK, as the caller checks.
+template <class Form>
+void expectFields(
+    Model& m, Desktop& d, QPushButton* Form::*cancel,
+    std::initializer_list<std::tuple<QLineEdit * Form::*, const char*, const char*>> fields) {
+    for (QPushButton* Form::*button : {cancel, &Form::cmdOK}) {
+        m.EditMode = 9;
+        Form form(m, d);
+        EXPECT_EQ(m.EditMode, 0) << form.windowTitle().toStdString();
+        form.show();
+        for (const auto& [field, shown, typed] : fields) {
+            EXPECT_EQ((form.*field)->text(), shown) << form.windowTitle().toStdString();
+            (form.*field)->setText(typed);
+        }
+        (form.*button)->click();
+        EXPECT_EQ(outcome(form), button == cancel ? Rejected : Accepted);
+    }
+}
+
 struct Dialogs : ::testing::Test {
     Model m;
     FakeDesktop d;
-
-    void giveDomain() { m = support::makePlate(2, 3); }
-    // Open: shown and still waiting for the user; closed by OK or Cancel.
-    static bool stillOpen(const QDialog& dialog) { return dialog.isVisible(); }
-    static bool accepted(const QDialog& dialog) {
-        return !dialog.isVisible() && dialog.result() == QDialog::Accepted;
-    }
-    static bool rejected(const QDialog& dialog) {
-        return !dialog.isVisible() && dialog.result() == QDialog::Rejected;
-    }
-    void expectDomainFirst() {
-        ASSERT_EQ(d.messages.size(), 1u);
-        EXPECT_EQ(d.messages[0].text, kDomainFirst);
-        EXPECT_EQ(d.messages[0].title, "警告");
-    }
 };
 
-template <class Form> QString titleOf(Model& m, Desktop& d) {
-    return Form(m, d).windowTitle();
-}
-
 TEST_F(Dialogs, CaptionsAndLabels) {
-    EXPECT_EQ(titleOf<frmShape>(m, d), "Shape");
-    EXPECT_EQ(titleOf<frmFreedom>(m, d), "Freedom Conditions");
-    EXPECT_EQ(titleOf<frmAppliedLoad>(m, d), "Applied Load");
-    EXPECT_EQ(titleOf<frmWidth>(m, d), "Width and Mesh Density");
-    EXPECT_EQ(titleOf<frmMaterial>(m, d), "Design Property");
-    EXPECT_EQ(titleOf<frmController>(m, d), "Optimization Parameter");
-    EXPECT_EQ(titleOf<frmOptimization>(m, d), "Optimization");
-    EXPECT_EQ(titleOf<frmImageIndicator>(m, d), "Graphics");
-    EXPECT_EQ(titleOf<frmValueIndicator>(m, d), "Values");
-    EXPECT_EQ(titleOf<frmOpen>(m, d), "Open Model");
-    EXPECT_EQ(titleOf<frmSave>(m, d), "Save Model");
+    EXPECT_EQ(frmShape(m, d).windowTitle(), "Shape");
+    EXPECT_EQ(frmFreedom(m, d).windowTitle(), "Freedom Conditions");
+    EXPECT_EQ(frmAppliedLoad(m, d).windowTitle(), "Applied Load");
+    EXPECT_EQ(frmWidth(m, d).windowTitle(), "Width and Mesh Density");
+    EXPECT_EQ(frmMaterial(m, d).windowTitle(), "Design Property");
+    EXPECT_EQ(frmController(m, d).windowTitle(), "Optimization Parameter");
+    EXPECT_EQ(frmOptimization(m, d).windowTitle(), "Optimization");
+    EXPECT_EQ(frmImageIndicator(m, d).windowTitle(), "Graphics");
+    EXPECT_EQ(frmValueIndicator(m, d).windowTitle(), "Values");
+    EXPECT_EQ(frmOpen(m, d).windowTitle(), "Open Model");
+    EXPECT_EQ(frmSave(m, d).windowTitle(), "Save Model");
     frmAppliedLoad load(m, d);
     EXPECT_EQ(load.lblLoadX->text(), "Force-X: ");
     EXPECT_EQ(load.lblLoadY->text(), "Force-Y: ");
@@ -88,327 +117,122 @@ TEST_F(Dialogs, CaptionsAndLabels) {
     EXPECT_EQ(save.cmdExit->text(), "Cancel");
 }
 
-TEST_F(Dialogs, ShapeOptions) {
-    giveDomain();
-    const std::pair<QRadioButton * frmShape::*, int> options[] = {
-        {&frmShape::optDesignDomain, 1},        {&frmShape::optAddElements, 2},
-        {&frmShape::optRemoveElements, -2},     {&frmShape::optAddNonDesignElements, 3},
-        {&frmShape::optDeleteDesignDomain, -1}, {&frmShape::optDoNot, 0},
-    };
-    for (const auto& [option, code] : options) {
-        m.EditMode = 9;
-        m.ClickCount = 1;
-        frmShape form(m, d);
-        EXPECT_TRUE(form.optDoNot->isChecked()); // always opens on "Nothing"
-        EXPECT_EQ(m.EditMode, 9);                // opening alone changes nothing
-        form.show();
-        (form.*option)->click();
-        form.cmdOK->click();
-        EXPECT_TRUE(accepted(form));
-        EXPECT_EQ(m.EditMode, code);
-        EXPECT_EQ(m.ClickCount, 0);
-    }
+TEST_F(Dialogs, OptionButtonsSetTheEditModeOnOKOnly) {
+    m = support::makePlate(2, 3);
+    expectModes<frmShape>(m, d, &frmShape::optDoNot, &frmShape::cmdCancel, 9,
+                          {{&frmShape::optDesignDomain, 1},
+                           {&frmShape::optAddElements, 2},
+                           {&frmShape::optRemoveElements, -2},
+                           {&frmShape::optAddNonDesignElements, 3},
+                           {&frmShape::optDeleteDesignDomain, -1},
+                           {&frmShape::optDoNot, 0}});
+    // Opening the supports dialog ends the canvas editing.
+    expectModes<frmFreedom>(m, d, &frmFreedom::optFree, &frmFreedom::cmdExit, 0,
+                            {{&frmFreedom::optFixX, 11},
+                             {&frmFreedom::optFixY, 12},
+                             {&frmFreedom::optFixXY, 13},
+                             {&frmFreedom::optFree, 14}});
+    expectModes<frmValueIndicator>(m, d, &frmValueIndicator::optDoNot, &frmValueIndicator::cmdExit,
+                                   9,
+                                   {{&frmValueIndicator::optLoadValue, 8},
+                                    {&frmValueIndicator::optDisplacementValue, 5},
+                                    {&frmValueIndicator::optStressValue, 6},
+                                    {&frmValueIndicator::optNeuronValue, 7},
+                                    {&frmValueIndicator::optDoNot, 9}});
     EXPECT_TRUE(d.messages.empty());
 }
 
-TEST_F(Dialogs, ShapeNeedsDomainFirstAndCancelKeepsAll) {
-    m.EditMode = 9;
-    m.ClickCount = 1;
-    {
-        frmShape form(m, d);
-        form.show();
-        form.optAddElements->click();
-        form.cmdCancel->click();
-        EXPECT_TRUE(rejected(form));
-        EXPECT_EQ(m.EditMode, 9);
-        EXPECT_EQ(m.ClickCount, 1);
-    }
-    frmShape form(m, d);
-    form.show();
-    form.optAddElements->click();
-    form.cmdOK->click();
-    EXPECT_TRUE(accepted(form));
-    EXPECT_EQ(m.EditMode, 9);
-    expectDomainFirst();
-}
+TEST_F(Dialogs, FieldsShowTheValuesInUseAndAreStoredOnOKOnly) {
+    m = support::makePlate(2, 3);
+    expectFields<frmAppliedLoad>(
+        m, d, &frmAppliedLoad::cmdExit,
+        {{&frmAppliedLoad::txtLoadX, "0", "10"}, {&frmAppliedLoad::txtLoadY, "0", "-5"}});
+    EXPECT_TRUE(m.LoadFx == 10.0 && m.LoadFy == -5.0 && m.EditMode == 0);
+    expectFields<frmMaterial>(m, d, &frmMaterial::cmdExit,
+                              {{&frmMaterial::txtEmod, "210000", "70000"},
+                               {&frmMaterial::txtThickness, "1", "2.5"},
+                               {&frmMaterial::txtPoison, "0.3", "x"}});
+    EXPECT_TRUE(m.YoungModulus == 70000.0 && m.Thickness == 2.5 && m.PoissonRatio == 0.0);
+    expectFields<frmController>(m, d, &frmController::cmdExit,
+                                {{&frmController::txtDpStress, "0", "120"},
+                                 {&frmController::txtDpEpsilon, "1", "2.5"},
+                                 {&frmController::txtDpLambda, "0.05", "0.1"}});
+    EXPECT_TRUE(m.StressTarget == 120.0f && m.Epsilon == 2 && m.Lambda == 0.1f);
+    expectFields<frmWidth>(
+        m, d, &frmWidth::cmdCancel,
+        {{&frmWidth::txtWidth, "2000", "1000"}, {&frmWidth::txtUnitGrid, "100", "50"}});
+    EXPECT_TRUE(m.DomainWidth == 1000.0f && m.ElementSize == 50.0f);
 
-TEST_F(Dialogs, Freedom) {
-    m.EditMode = 9;
-    {
-        frmFreedom form(m, d);
-        EXPECT_EQ(m.EditMode, 0); // loading ends the canvas editing
-        EXPECT_TRUE(form.optFree->isChecked());
-        form.show();
-        form.optFixX->click();
-        form.cmdOK->click(); // no domain yet
-        EXPECT_TRUE(accepted(form));
-        EXPECT_EQ(m.EditMode, 0);
-        expectDomainFirst();
-    }
-    giveDomain();
-    const std::pair<QRadioButton * frmFreedom::*, int> options[] = {
-        {&frmFreedom::optFixX, 11},
-        {&frmFreedom::optFixY, 12},
-        {&frmFreedom::optFixXY, 13},
-        {&frmFreedom::optFree, 14},
-    };
-    for (const auto& [option, code] : options) {
-        frmFreedom form(m, d);
-        form.show();
-        (form.*option)->click();
-        form.cmdOK->click();
-        EXPECT_EQ(m.EditMode, code);
-    }
-    frmFreedom form(m, d);
-    form.show();
-    form.optFixXY->click();
-    form.cmdExit->click();
-    EXPECT_TRUE(rejected(form));
-    EXPECT_EQ(m.EditMode, 0);
-}
-
-TEST_F(Dialogs, AppliedLoad) {
-    m.EditMode = 9;
-    {
-        frmAppliedLoad form(m, d);
-        EXPECT_EQ(m.EditMode, 0);
-        EXPECT_TRUE(form.optLoadOff->isChecked());
-        EXPECT_EQ(form.txtLoadX->text(), "0");
-        EXPECT_EQ(form.txtLoadY->text(), "0");
-        form.show();
-        form.txtLoadX->setText("10");
-        form.txtLoadY->setText("-5");
-        form.cmdOK->click();
-        EXPECT_TRUE(accepted(form));
-    }
-    EXPECT_EQ(d.status, "x方向荷重成分 = 10N   y方向荷重成分 = -5N");
-    EXPECT_EQ(m.LoadFx, 10.0);
-    EXPECT_EQ(m.LoadFy, -5.0);
-    EXPECT_EQ(m.EditMode, 0);
+    frmAppliedLoad load(m, d);
+    EXPECT_TRUE(load.optLoadOff->isChecked());
+    EXPECT_EQ(load.txtLoadY->text(), "-5"); // the force in use
+    load.optLoadOn->click();
+    load.cmdOK->click();
+    EXPECT_EQ(m.EditMode, 4); // the loads are placed by clicks next
     EXPECT_TRUE(d.messages.empty());
-
-    {
-        frmAppliedLoad form(m, d); // loads on, but no domain yet
-        EXPECT_EQ(form.txtLoadX->text(), "10");
-        EXPECT_EQ(form.txtLoadY->text(), "-5");
-        form.optLoadOn->click();
-        form.txtLoadX->setText("2.5kN");
-        form.cmdOK->click();
-        EXPECT_EQ(m.EditMode, 0);
-        EXPECT_EQ(m.LoadFx, 2.5);
-        expectDomainFirst();
-    }
-    giveDomain();
-    {
-        frmAppliedLoad form(m, d);
-        form.optLoadOn->click();
-        form.cmdOK->click();
-        EXPECT_EQ(m.EditMode, 4);
-    }
-    frmAppliedLoad form(m, d);
-    form.show();
-    form.txtLoadX->setText("99");
-    form.cmdExit->click();
-    EXPECT_TRUE(rejected(form));
-    EXPECT_EQ(m.LoadFx, 0.0); // the fresh plate's force, untouched by Cancel
-    EXPECT_EQ(m.EditMode, 0);
 }
 
-TEST_F(Dialogs, Width) {
-    m.EditMode = 9;
-    {
-        frmWidth form(m, d);
-        EXPECT_EQ(m.EditMode, 0);
-        EXPECT_EQ(form.txtWidth->text(), "2000");
-        EXPECT_EQ(form.txtUnitGrid->text(), "100");
-        form.show();
-        form.txtWidth->setText("1000");
-        form.txtUnitGrid->setText("50");
-        form.cmdOK->click();
-        EXPECT_TRUE(accepted(form));
-    }
-    EXPECT_EQ(m.DomainWidth, 1000.0f);
-    EXPECT_EQ(m.ElementSize, 50.0f);
-    EXPECT_NEAR(m.DomainHeight, 666.67f, 0.01f); // the fake canvas is 3 : 2
-    EXPECT_EQ(d.status, "Width = 1000mm  Element Size = 50mm");
-
-    frmWidth refused(m, d);
-    refused.show();
-    refused.txtUnitGrid->setText("0");
-    refused.cmdOK->click();
-    EXPECT_TRUE(stillOpen(refused)); // a size of 0 is refused and may be corrected
-    ASSERT_EQ(d.messages.size(), 1u);
-    EXPECT_EQ(m.ElementSize, 50.0f);
-    refused.txtWidth->setText("3000");
-    refused.cmdCancel->click();
-    EXPECT_TRUE(rejected(refused));
-    EXPECT_EQ(m.DomainWidth, 1000.0f);
+TEST_F(Dialogs, RefusedValuesKeepTheDialogOpenForACorrection) {
+    frmWidth width(m, d);
+    width.show();
+    width.txtUnitGrid->setText("0");
+    width.cmdOK->click();
+    EXPECT_EQ(outcome(width), Open);
+    EXPECT_EQ(m.ElementSize, 100.0f);
+    frmController controller(m, d);
+    controller.show();
+    controller.txtDpEpsilon->setText("40000"); // beyond 16 bits: a fault, reported
+    controller.cmdOK->click();
+    EXPECT_EQ(outcome(controller), Open);
+    EXPECT_EQ(d.messages.size(), 2u);
 }
 
-TEST_F(Dialogs, Material) {
-    m.EditMode = 9;
-    {
-        frmMaterial form(m, d);
-        EXPECT_EQ(m.EditMode, 0);
-        EXPECT_EQ(form.txtEmod->text(), "210000");
-        EXPECT_EQ(form.txtThickness->text(), "1");
-        EXPECT_EQ(form.txtPoison->text(), "0.3");
-        form.cmdOK->click();
-    }
-    EXPECT_EQ(d.status, "ヤング率 = 210000MPa  板厚 = 1mm  ポアソン比 = 0.3");
-    {
-        frmMaterial form(m, d);
-        form.txtEmod->setText("70000");
-        form.txtThickness->setText("2.5");
-        form.txtPoison->setText("x");
-        form.cmdOK->click();
-    }
-    EXPECT_EQ(m.YoungModulus, 70000.0);
-    EXPECT_EQ(m.Thickness, 2.5);
-    EXPECT_EQ(m.PoissonRatio, 0.0);
-    EXPECT_EQ(d.status, "ヤング率 = 70000MPa  板厚 = 2.5mm  ポアソン比 = 0");
-
-    m.EditMode = 9;
-    frmMaterial form(m, d);
-    form.show();
-    form.txtEmod->setText("1");
-    form.cmdExit->click();
-    EXPECT_TRUE(rejected(form));
-    EXPECT_EQ(m.YoungModulus, 70000.0);
-    EXPECT_EQ(m.EditMode, 0);
-}
-
-TEST_F(Dialogs, Controller) {
-    m.EditMode = 9;
-    {
-        frmController form(m, d);
-        EXPECT_EQ(m.EditMode, 0);
-        EXPECT_EQ(form.txtDpStress->text(), "0");
-        EXPECT_EQ(form.txtDpEpsilon->text(), "1");
-        EXPECT_EQ(form.txtDpLambda->text(), "0.05");
-        form.show();
-        form.txtDpStress->setText("120");
-        form.txtDpEpsilon->setText("2.5");
-        form.cmdOK->click();
-        EXPECT_TRUE(accepted(form));
-    }
-    EXPECT_EQ(m.StressTarget, 120.0f);
-    EXPECT_EQ(m.Epsilon, 2);
-    EXPECT_EQ(m.Lambda, 0.05f);
-    EXPECT_EQ(d.status, "Stress Target = 120MPa   Epsilon = 2   Lambda = 0.05");
-    {
-        frmController form(m, d);
-        form.show();
-        form.txtDpStress->setText("7");
-        form.cmdExit->click();
-        EXPECT_TRUE(rejected(form));
-        EXPECT_EQ(m.StressTarget, 120.0f);
-    }
-    // An Epsilon beyond 16 bits is a fault: reported, and the dialog stays open.
-    frmController form(m, d);
-    form.show();
-    form.txtDpEpsilon->setText("40000");
-    form.cmdOK->click();
-    EXPECT_TRUE(stillOpen(form));
-    EXPECT_EQ(d.messages.size(), 1u);
-}
-
-TEST_F(Dialogs, OptimizationButtons) {
+TEST_F(Dialogs, OptimizationButtonsRunTheTimerAndLeavingStopsIt) {
     m = support::makeCantilever(2, 4);
     StressAnalysisCommand(m, d);
-    frmOptimization form(m, d);
-    form.show();
-
-    form.cmdAutoStart->click();
-    EXPECT_EQ(d.timerInterval, 1);
-    EXPECT_EQ(m.AutoOptimize, -1);
-    EXPECT_TRUE(d.busy);
-    EXPECT_TRUE(stillOpen(form));
-
-    form.cmdAutoStop->click();
-    EXPECT_EQ(d.timerInterval, 0);
-    EXPECT_EQ(m.AutoOptimize, 0);
-    EXPECT_FALSE(d.busy);
-    EXPECT_TRUE(stillOpen(form));
-
-    form.cmdManual->click(); // one step at once, the flag left set
-    EXPECT_EQ(m.StepCount, 1);
-    EXPECT_EQ(m.AutoOptimize, -1);
-    EXPECT_FALSE(d.busy);
-    EXPECT_TRUE(stillOpen(form));
-    EXPECT_TRUE(d.messages.empty());
-
-    form.cmdAutoStart->click();
-    form.cmdCancel->click();
-    EXPECT_TRUE(rejected(form));
-    EXPECT_EQ(d.timerInterval, 0);
-    EXPECT_EQ(m.AutoOptimize, 0);
-}
-
-TEST_F(Dialogs, OptimizationEscapeAndCloseStopTheTimer) {
-    for (const bool escape : {true, false}) {
+    {
         frmOptimization form(m, d);
         form.show();
         form.cmdAutoStart->click();
-        if (escape) {
+        EXPECT_TRUE(d.timerInterval == 1 && m.AutoOptimize == -1 && d.busy);
+        form.cmdAutoStop->click();
+        EXPECT_TRUE(d.timerInterval == 0 && m.AutoOptimize == 0 && !d.busy);
+        form.cmdManual->click(); // one step at once, the flag left set
+        EXPECT_TRUE(m.StepCount == 1 && m.AutoOptimize == -1 && !d.busy);
+        EXPECT_EQ(outcome(form), Open);
+        EXPECT_TRUE(d.messages.empty());
+    }
+    for (int way = 0; way < 3; ++way) {
+        frmOptimization form(m, d);
+        form.show();
+        form.cmdAutoStart->click();
+        if (way == 0) {
+            form.cmdCancel->click();
+        } else if (way == 1) {
             QTest::keyClick(&form, Qt::Key_Escape);
         } else {
             form.close();
         }
-        EXPECT_TRUE(rejected(form));
-        EXPECT_EQ(d.timerInterval, 0);
-        EXPECT_EQ(m.AutoOptimize, 0);
+        EXPECT_EQ(outcome(form), Rejected) << way;
+        EXPECT_TRUE(d.timerInterval == 0 && m.AutoOptimize == 0) << way;
     }
 }
 
-TEST_F(Dialogs, ImageIndicator) {
+TEST_F(Dialogs, ImageIndicatorOpensOnTheShownMapAndSwitchesOnOKOnly) {
     m = support::makeCantilever(2, 4);
     StressAnalysisCommand(m, d);
     m.DisplayMode = 2;
-    {
+    for (auto button : {&frmImageIndicator::cmdExit, &frmImageIndicator::cmdOK}) {
         frmImageIndicator form(m, d);
         EXPECT_TRUE(form.optNeuronValue->isChecked());
-        form.optStressValue->click();
-        form.cmdExit->click();
-        EXPECT_EQ(m.DisplayMode, 2);
-    }
-    {
-        frmImageIndicator form(m, d);
         form.show();
         form.optStressValue->click();
-        form.cmdOK->click();
-        EXPECT_TRUE(accepted(form));
-        EXPECT_EQ(m.DisplayMode, 1);
+        (form.*button)->click();
+        EXPECT_EQ(outcome(form), button == &frmImageIndicator::cmdOK ? Accepted : Rejected);
+        EXPECT_EQ(m.DisplayMode, button == &frmImageIndicator::cmdOK ? 1 : 2);
     }
-    frmImageIndicator form(m, d);
-    EXPECT_TRUE(form.optStressValue->isChecked());
-    form.optNeuronValue->click();
-    form.cmdOK->click();
-    EXPECT_EQ(m.DisplayMode, 2);
+    EXPECT_TRUE(frmImageIndicator(m, d).optStressValue->isChecked());
     EXPECT_TRUE(d.messages.empty());
-}
-
-TEST_F(Dialogs, ValueIndicator) {
-    const std::pair<QRadioButton * frmValueIndicator::*, int> options[] = {
-        {&frmValueIndicator::optLoadValue, 8},   {&frmValueIndicator::optDisplacementValue, 5},
-        {&frmValueIndicator::optStressValue, 6}, {&frmValueIndicator::optNeuronValue, 7},
-        {&frmValueIndicator::optDoNot, 9}, // "Nothing" keeps the mode
-    };
-    for (const auto& [option, code] : options) {
-        m.EditMode = 9;
-        frmValueIndicator form(m, d);
-        EXPECT_TRUE(form.optDoNot->isChecked());
-        form.show();
-        (form.*option)->click();
-        form.cmdOK->click();
-        EXPECT_TRUE(accepted(form));
-        EXPECT_EQ(m.EditMode, code);
-    }
-    m.EditMode = 9;
-    frmValueIndicator form(m, d);
-    form.optStressValue->click();
-    form.cmdExit->click();
-    EXPECT_EQ(m.EditMode, 9);
 }
 
 struct FileDialogs : Dialogs {
@@ -422,10 +246,9 @@ TEST_F(FileDialogs, SaveThenOpenRoundTrip) {
         frmSave save(m, d);
         save.show();
         save.setFolder(dir.path());
-        EXPECT_EQ(save.folder(), dir.path());
         save.txtFileName->setText("plate.model");
         QTest::mouseClick(save.cmdSave, Qt::LeftButton);
-        EXPECT_TRUE(accepted(save));
+        EXPECT_EQ(outcome(save), Accepted);
     }
     Model opened;
     frmOpen dialog(opened, d);
@@ -439,21 +262,23 @@ TEST_F(FileDialogs, SaveThenOpenRoundTrip) {
                       dialog.File1->visualItemRect(item).center());
     EXPECT_EQ(dialog.txtFileName->text(), "plate.model");
     dialog.cmdOpen->click();
-    EXPECT_TRUE(accepted(dialog));
+    EXPECT_EQ(outcome(dialog), Accepted);
     EXPECT_TRUE(d.messages.empty());
-    EXPECT_EQ(opened.NodeCount, m.NodeCount);
-    EXPECT_EQ(opened.ElementCount, m.ElementCount);
-    for (int k = 1; k <= m.NodeCount; ++k) {
-        EXPECT_EQ(opened.NodeLoad(k, 2), m.NodeLoad(k, 2));
-        EXPECT_EQ(opened.NodeFreedom(k, 1), m.NodeFreedom(k, 1));
-    }
-    EXPECT_EQ(opened.DomainDefined, -1);
+    EXPECT_EQ(opened.NodeCount, m.NodeCount); // the contents are checked in the ui layer
     EXPECT_EQ(d.title, kOpenedTitle);
-    EXPECT_FALSE(d.resultMenusEnabled);
 
-    // The next dialog starts in the folder of the file last used.
+    // The next dialog starts in the folder of the file last used, where a double
+    // click on a file chooses and opens it.
+    d.title.clear();
     frmOpen again(opened, d);
+    again.show();
     EXPECT_EQ(again.folder(), dir.path());
+    ASSERT_EQ(again.File1->count(), 1);
+    const QPoint at = again.File1->visualItemRect(again.File1->item(0)).center();
+    QTest::mouseClick(again.File1->viewport(), Qt::LeftButton, {}, at);
+    QTest::mouseDClick(again.File1->viewport(), Qt::LeftButton, {}, at);
+    EXPECT_EQ(outcome(again), Accepted);
+    EXPECT_EQ(d.title, kOpenedTitle);
 }
 
 TEST_F(FileDialogs, OpenFailureKeepsTheDialogOpen) {
@@ -462,20 +287,16 @@ TEST_F(FileDialogs, OpenFailureKeepsTheDialogOpen) {
     dialog.setFolder(dir.path());
     dialog.txtFileName->setText("missing.model");
     dialog.cmdOpen->click();
-    EXPECT_TRUE(stillOpen(dialog));
+    EXPECT_EQ(outcome(dialog), Open);
     ASSERT_EQ(d.messages.size(), 1u);
     EXPECT_EQ(d.messages[0].title, "データ読込");
-    EXPECT_EQ(d.messages[0].text, kModelFileErrorMessage);
     dialog.cmdExit->click();
-    EXPECT_TRUE(rejected(dialog));
+    EXPECT_EQ(outcome(dialog), Rejected);
 }
 
 TEST_F(FileDialogs, FolderNavigation) {
     ASSERT_TRUE(QDir(dir.path()).mkpath("inner"));
-    QFile file(dir.path() + "/inner/a.model");
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.close();
-
+    ASSERT_TRUE(QFile(dir.path() + "/inner/a.model").open(QIODevice::WriteOnly));
     frmOpen dialog(m, d);
     dialog.show();
     dialog.setFolder(dir.path());
@@ -486,9 +307,9 @@ TEST_F(FileDialogs, FolderNavigation) {
     dialog.Dir1->setCurrentItem(found[0]);
     QTest::keyClick(dialog.Dir1, Qt::Key_Return);
     EXPECT_EQ(dialog.folder(), dir.path() + "/inner");
-    EXPECT_TRUE(stillOpen(dialog));
+    EXPECT_EQ(outcome(dialog), Open);
     EXPECT_TRUE(d.messages.empty());
-    ASSERT_EQ(dialog.File1->count(), 1);
+    EXPECT_EQ(dialog.File1->count(), 1);
 
     // The parent in the chain leads back by a double click (a real one starts with
     // a press, which the item view needs to see).
@@ -499,21 +320,6 @@ TEST_F(FileDialogs, FolderNavigation) {
     QTest::mouseDClick(dialog.Dir1->viewport(), Qt::LeftButton, {}, at);
     EXPECT_EQ(dialog.folder(), dir.path());
     EXPECT_EQ(dialog.File1->count(), 0);
-}
-
-TEST_F(FileDialogs, DoubleClickOnAFileChoosesAndOpensIt) {
-    m = support::makeCantilever(1, 2);
-    ASSERT_TRUE(SaveModelCommand(m, d, dir.path().toStdString(), "one.model"));
-    Model opened;
-    frmOpen dialog(opened, d);
-    dialog.show();
-    dialog.setFolder(dir.path());
-    ASSERT_EQ(dialog.File1->count(), 1);
-    const QPoint at = dialog.File1->visualItemRect(dialog.File1->item(0)).center();
-    QTest::mouseClick(dialog.File1->viewport(), Qt::LeftButton, {}, at);
-    QTest::mouseDClick(dialog.File1->viewport(), Qt::LeftButton, {}, at);
-    EXPECT_TRUE(accepted(dialog));
-    EXPECT_EQ(opened.ElementCount, 2);
 }
 
 } // namespace
