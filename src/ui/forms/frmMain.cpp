@@ -11,6 +11,7 @@
 #include "ui/Commands.h"
 #include "ui/Editing.h"
 #include "ui/Window.h"
+#include "ui/forms/Text.h"
 #include "ui/forms/frmAppliedLoad.h"
 #include "ui/forms/frmController.h"
 #include "ui/forms/frmFreedom.h"
@@ -26,13 +27,6 @@
 namespace quillane {
 
 namespace {
-
-QString qtext(const std::string& text) {
-    // Messages carry CR LF line breaks; a Qt label wants plain line feeds.
-    QString s = QString::fromStdString(text);
-    s.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
-    return s;
-}
 
 // The first window's client area, 8085 x 5880 twips, at 15 twips to the pixel.
 constexpr int kInitialClientWidth = 539;
@@ -165,7 +159,8 @@ void frmMain::showMessage(const std::string& text, const std::string& title) {
         messageHandler_(text, title);
         return;
     }
-    QMessageBox box(QMessageBox::Warning, qtext(title), qtext(text), QMessageBox::Ok, this);
+    QMessageBox box(QMessageBox::Warning, qDisplayText(title), qDisplayText(text), QMessageBox::Ok,
+                    this);
     box.exec();
 }
 
@@ -184,13 +179,13 @@ void frmMain::setBusy(bool busy) {
 }
 
 void frmMain::setStatus(const std::string& text) {
-    lblUpDate->setText(qtext(text));
+    lblUpDate->setText(qDisplayText(text));
 }
 void frmMain::setMouseStatus(const std::string& text) {
-    lblMouseXY->setText(qtext(text));
+    lblMouseXY->setText(qDisplayText(text));
 }
 void frmMain::setTitle(const std::string& text) {
-    setWindowTitle(qtext(text));
+    setWindowTitle(qDisplayText(text));
 }
 
 void frmMain::setResultMenusEnabled(bool enabled) {
