@@ -49,6 +49,7 @@ void ImageSurface::clear() {
     image_.fill(back_);
     textX_ = left_;
     textY_ = top_;
+    changed();
 }
 
 void ImageSurface::setDrawWidth(int pixels) {
@@ -78,6 +79,7 @@ void ImageSurface::line(double x1, double y1, double x2, double y2, Rgb color) {
     } else {
         p.drawLine(a, b);
     }
+    changed();
 }
 
 void ImageSurface::box(double x1, double y1, double x2, double y2, Rgb color) {
@@ -85,6 +87,7 @@ void ImageSurface::box(double x1, double y1, double x2, double y2, Rgb color) {
     p.setPen(penOf(color, width_));
     p.setBrush(Qt::NoBrush);
     p.drawRect(QRectF(toPixels(x1, y1), toPixels(x2, y2)).normalized());
+    changed();
 }
 
 void ImageSurface::filledBox(double x1, double y1, double x2, double y2, Rgb color) {
@@ -92,6 +95,7 @@ void ImageSurface::filledBox(double x1, double y1, double x2, double y2, Rgb col
     p.setPen(penOf(color, width_));
     p.setBrush(qcolor(color));
     p.drawRect(QRectF(toPixels(x1, y1), toPixels(x2, y2)).normalized());
+    changed();
 }
 
 void ImageSurface::circle(double x, double y, double r, Rgb color) {
@@ -102,6 +106,7 @@ void ImageSurface::circle(double x, double y, double r, Rgb color) {
     const QPointF centre = toPixels(x, y);
     const double radius = std::abs(toPixels(x + r, y).x() - centre.x());
     p.drawEllipse(centre, radius, radius);
+    changed();
 }
 
 void ImageSurface::setTextPosition(double x, double y) {
@@ -120,6 +125,7 @@ void ImageSurface::print(const std::string& text, Rgb color) {
     const QPointF below = toUser(QPointF(at.x(), at.y() + metrics.height()));
     textX_ = left_;
     textY_ = below.y();
+    changed();
 }
 
 } // namespace quillane

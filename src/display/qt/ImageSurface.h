@@ -5,6 +5,8 @@
 
 #include <QFont>
 #include <QImage>
+#include <functional>
+#include <utility>
 
 #include "display/Surface.h"
 
@@ -19,6 +21,8 @@ class ImageSurface : public DrawingSurface {
     const QImage& image() const { return image_; }
     QSize size() const { return image_.size(); }
     void setFont(const QFont& font) { font_ = font; }
+    // Called after every change of the pixels, e.g. to schedule a widget's repaint.
+    void setOnChange(std::function<void()> onChange) { onChange_ = std::move(onChange); }
 
     void setScale(double left, double top, double right, double bottom) override;
     void setBackColor(Rgb color) override;
@@ -36,7 +40,14 @@ class ImageSurface : public DrawingSurface {
     QPointF toUser(QPointF pixel) const;
 
   private:
+    void changed() const {
+        if (onChange_) {
+            onChange_();
+        }
+    }
+
     QImage image_;
+    std::function<void()> onChange_;
     QFont font_;
     QColor back_{255, 255, 255};
     int width_ = 1;

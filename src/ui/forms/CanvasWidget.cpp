@@ -10,6 +10,9 @@ CanvasWidget::CanvasWidget(QWidget* parent) : QWidget(parent) {
     setMouseTracking(true);
     setAttribute(Qt::WA_OpaquePaintEvent);
     surface_.setFont(font());
+    // Whatever draws on the picture, from any handler or dialog, shows at the
+    // next paint.
+    surface_.setOnChange([this] { update(); });
 }
 
 void CanvasWidget::paintEvent(QPaintEvent*) {
