@@ -47,18 +47,6 @@ void drawCellsOfState(const Model& m, DrawingSurface& canvas, int16 state, Rgb f
 
 } // namespace
 
-void FitView(Model& m, double canvasWidth, double canvasHeight) {
-    if (canvasWidth == 0.0) {
-        raiseFloatingPoint("The canvas has no width, so the height of the view cannot be "
-                           "derived from its aspect (division by zero).");
-    }
-    // Same millimetres per pixel in x and y; computed as opening a model computes it.
-    m.DomainHeight =
-        static_cast<float>(static_cast<double>(m.DomainWidth) * canvasHeight / canvasWidth);
-    m.ViewRight = m.OriginFracX * m.DomainWidth;
-    m.ViewTop = m.OriginFracY * m.DomainHeight;
-}
-
 void ApplyCanvasScale(const Model& m, DrawingSurface& canvas) {
     const VisibleArea v = visibleArea(m);
     canvas.setScale(v.left, v.top, v.right, v.bottom);

@@ -4,14 +4,9 @@
 
 #include "display/Surface.h"
 #include "model/Model.h"
+#include "model/View.h"
 
 namespace quillane {
-
-// The view for a canvas of the given size (pixels): DomainHeight = DomainWidth x
-// height / width, ViewRight = OriginFracX x DomainWidth, ViewTop = OriginFracY x
-// DomainHeight. A Move Origin is thereby undone. A canvas without width raises
-// the floating-point fault (the aspect would divide by zero).
-void FitView(Model& m, double canvasWidth, double canvasHeight);
 
 // Gives the canvas its user scale from the view: left ViewRight - DomainWidth,
 // top ViewTop, right ViewRight, bottom ViewTop - DomainHeight (mm, y up).

@@ -35,10 +35,13 @@ AnalysisReport AnalyseLayout(Model& m) {
     return report;
 }
 
-AnalysisReport RunStressAnalysis(Model& m) {
+AnalysisReport RunStressAnalysis(Model& m, const std::function<void()>& stressesKnown) {
     // A stress analysis starts the optimization's step count afresh.
     m.StepCount = 0;
     AnalysisReport report = AnalyseLayout(m);
+    if (report.enableResultMenus && stressesKnown) {
+        stressesKnown();
+    }
     InitPotential(m);
     return report;
 }

@@ -3,6 +3,7 @@
 // element stiffness, equation numbering, assembly, compression, solution, and the
 // evaluation of displacements, stresses and volume.
 
+#include <functional>
 #include <string>
 
 #include "fem/Solver.h"
@@ -30,9 +31,11 @@ void AssembleSystem(Model& m);
 AnalysisReport AnalyseLayout(Model& m);
 
 // The stress analysis command's computation: StepCount = 0, AnalyseLayout, then
-// the potentials of all occupied cells start saturated. Drawing the map and the
-// status caption are the caller's.
-AnalysisReport RunStressAnalysis(Model& m);
+// the potentials of all occupied cells start saturated. `stressesKnown` runs
+// between the two when the stresses were evaluated (the desktop offers
+// optimization and recording from then on, even if the potentials' start-up then
+// fails). Drawing the map and the status caption are the caller's.
+AnalysisReport RunStressAnalysis(Model& m, const std::function<void()>& stressesKnown = {});
 
 } // namespace quillane
 

@@ -15,6 +15,7 @@
 
 #include "model/Faults.h"
 #include "model/NumberText.h"
+#include "model/View.h"
 
 namespace quillane {
 
@@ -433,12 +434,9 @@ void OpenModel(Model& m, const std::string& path, CanvasSize canvas,
     m.Epsilon = in.readInteger();
     m.Lambda = in.readSingle();
 
-    // The view follows the canvas's current aspect, so one millimetre is as long
-    // in y as in x; the origin keeps its place given by the fractions.
-    m.DomainHeight =
-        static_cast<float>(static_cast<double>(m.DomainWidth) * canvas.height / canvas.width);
-    m.ViewRight = m.OriginFracX * m.DomainWidth;
-    m.ViewTop = m.OriginFracY * m.DomainHeight;
+    // The view follows the canvas's current aspect; the origin keeps its place
+    // given by the fractions.
+    FitView(m, canvas.width, canvas.height);
     m.DomainDefined = -1;
 
     if (m.HistoryRecording != 0) {

@@ -13,7 +13,6 @@
 #include "optimize/History.h"
 #include "optimize/Optimization.h"
 #include "optimize/Parameters.h"
-#include "optimize/Potential.h"
 #include "ui/Editing.h"
 #include "ui/Window.h"
 
@@ -142,15 +141,7 @@ void StressAnalysisCommand(Model& m, Desktop& d) {
     // A press on the canvas does nothing while and after the analysis runs.
     m.EditMode = 0;
     d.setBusy(true);
-    // The stages of RunStressAnalysis, with the result menus enabled as soon as the
-    // stresses are known: a fault in the potentials' start-up afterwards leaves
-    // them offered, since the stresses stand.
-    m.StepCount = 0;
-    const AnalysisReport report = AnalyseLayout(m);
-    if (report.enableResultMenus) {
-        d.setResultMenusEnabled(true);
-    }
-    InitPotential(m);
+    RunStressAnalysis(m, [&d] { d.setResultMenusEnabled(true); });
     // A solver that ran out of iterations still leaves its best displacements; the
     // map and the volume are shown from them as for a converged one.
     DrawStressMap(m, d.canvas(), d.colorBar(), m.MaxStress, m.MinStress, m.CellStress);

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "model/Model.h"
+#include "model/View.h"
 #include "ui/Desktop.h"
 
 namespace quillane {
@@ -23,20 +24,6 @@ std::string SummaryText(const Model& m);
 // Form_Load: the start-up values, the summary, the title, the colour table, the
 // timer stopped and the result menus disabled.
 void StartUp(Model& m, Desktop& d);
-
-// The layout rule for a client area of height H and width W in the window's own
-// unit: canvas height CH = H - strip, label top LT = H - labelOffset, colour-bar
-// width CB = CH / 21 * 5.5, canvas width CW = W - CB, each rounded half to even to
-// 16 bits as soon as it is computed (overflow fault beyond). In twips strip = 300
-// and labelOffset = 230.
-struct LayoutBoxes {
-    int16 canvasHeight = 0;  // CH
-    int16 labelTop = 0;      // LT
-    int16 colorBarWidth = 0; // CB
-    int16 canvasWidth = 0;   // CW
-};
-LayoutBoxes ComputeLayout(double clientHeight, double clientWidth, double strip = 300,
-                          double labelOffset = 230);
 
 // DomainHeight from the canvas's aspect, ViewRight and ViewTop from the origin
 // fractions, then the canvas scale. Undoes a Move Origin.

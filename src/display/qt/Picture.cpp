@@ -7,14 +7,15 @@
 #include "display/ColorScale.h"
 #include "display/ResultMaps.h"
 #include "display/qt/ImageSurface.h"
-#include "model/NumberText.h"
+#include "model/View.h"
 
 namespace quillane {
 
 QImage RenderPicture(Model& m, QSize size, PictureMap map) {
+    // The window's rule with the whole height for the pictures (no label strip).
     const int height = std::max(1, size.height());
-    const int barWidth =
-        std::clamp<int>(roundToInt16(height / 21.0 * 5.5, "the legend width"), 1, size.width());
+    const LayoutBoxes boxes = ComputeLayout(height, size.width(), 0, 0);
+    const int barWidth = std::clamp<int>(boxes.colorBarWidth, 1, size.width());
     const int canvasWidth = std::max(1, size.width() - barWidth);
 
     ImageSurface canvas(QSize(canvasWidth, height));
