@@ -1,149 +1,154 @@
-// One optimization step: order of the work, the step count, the status text and the
-// redraw hook. Its history record is checked with the history file.
+// One optimization step and the history file it records into.
+
+#include "optimize/Optimization.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
-#include <functional>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
+#include <tuple>
+#include <vector>
 
 #include "fem/Mesh.h"
 #include "fem/StressAnalysis.h"
 #include "model/Faults.h"
-#include "optimize/Optimization.h"
+#include "model/NumberText.h"
+#include "optimize/History.h"
 #include "support/ModelBuilders.h"
 
-namespace quillane {
+using namespace quillane;
+namespace fs = std::filesystem;
+
 namespace {
 
-// A cantilever plate of `columns` x `rows` cells of 100 mm, analysed under
-// parameters for which no position ever feeds: potentials only decay. The bottom row
-// is non-design material, so the plate still carries the load when every design
-// cell above it has gone. `edit` changes the plate before the analysis.
-Model AnalysedCantilever(
-    int columns, int rows, float lambda, int epsilon,
-    const std::function<void(Model&)>& edit = [](Model&) {}) {
+// An analysed cantilever of `columns` x `rows` cells of 100 mm under parameters for
+// which nothing ever feeds. The bottom row is non-design material, so the plate
+// still carries the load when every design cell above it has gone.
+Model AnalysedCantilever(int columns, int rows, float lambda, int16 epsilon) {
     Model m = support::makeCantilever(rows, columns);
     support::setCells(m, 1, 1, 1, columns, kCellNonDesign);
-    m.StressTarget = 1.0e30f;
-    m.Lambda = lambda;
-    m.Epsilon = static_cast<int16>(epsilon);
-    edit(m);
+    std::tie(m.StressTarget, m.Lambda, m.Epsilon) = std::tuple(1.0e30f, lambda, epsilon);
     MarkActiveNodes(m);
     RunStressAnalysis(m);
     return m;
 }
 
-double ExpectedVolume(const Model& m) {
-    int occupied = 0;
-    for (int i = 1; i <= m.CellRowCount; ++i) {
-        for (int j = 1; j <= m.CellColumnCount; ++j) {
-            occupied += m.CellState(i, j) > 0 ? 1 : 0;
-        }
-    }
-    return double{m.ElementSize} * m.ElementSize * m.Thickness * occupied;
+std::string FileText(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
 }
 
-TEST(OptimizationStep, VolumeStatusTextAndStepCountOverTwoSteps) {
+// Lines of a file whose every line must end in CR LF.
+std::vector<std::string> CrLfLines(const std::string& path) {
+    const std::string text = FileText(path);
+    std::vector<std::string> lines;
+    std::size_t start = 0;
+    for (std::size_t end; (end = text.find("\r\n", start)) != std::string::npos; start = end + 2) {
+        lines.push_back(text.substr(start, end - start));
+        EXPECT_EQ(lines.back().find_first_of("\r\n"), std::string::npos) << lines.back();
+    }
+    EXPECT_EQ(start, text.size()) << "text after the last CR LF";
+    return lines;
+}
+
+TEST(OptimizationStep, RedrawSeesTheNewResultsThenStatusTextAndCountFollow) {
     // 10 -> 5 < 6: the whole design row goes in the first step.
-    Model m = AnalysedCantilever(4, 2, 0.5f, 6, [](Model& p) { p.Thickness = 2.5; });
-    ASSERT_EQ(m.StepCount, 0);
-    EXPECT_DOUBLE_EQ(m.Volume, 8 * 10000 * 2.5);
+    Model m = AnalysedCantilever(4, 2, 0.5f, 6);
+    m.Thickness = 2.5;
     m.EditMode = 6;
-    const StepReport first = Optimization(m);
+    std::vector<Model> seen;
+    const StepReport first = Optimization(m, nullptr, [&](Model& shown) { seen.push_back(shown); });
     EXPECT_EQ(m.EditMode, 0);
-    EXPECT_EQ(first.step, 0);
-    EXPECT_EQ(m.StepCount, 1);
-    EXPECT_TRUE(first.analysis.solver.converged);
-    for (int j = 1; j <= 4; ++j) {
-        EXPECT_EQ(m.CellState(2, j), kCellEmpty);
-        EXPECT_EQ(m.CellStress(2, j), 0.0);
-        EXPECT_GT(m.CellStress(1, j), 0.0);
-    }
-    EXPECT_EQ(m.Volume, ExpectedVolume(m));
+    ASSERT_EQ(seen.size(), 1u);
+    EXPECT_EQ(std::make_tuple(seen[0].StepCount, first.step, m.StepCount),
+              std::make_tuple(int16{0}, int16{0}, int16{1}));
+    EXPECT_EQ(seen[0].Volume, 4 * 10000 * 2.5);
+    EXPECT_TRUE(seen[0].CellStress == m.CellStress);
     EXPECT_EQ(first.statusText, "  Volume = 1.00E+05mm^3     0step");
-    EXPECT_EQ(StepStatusText(m), "  Volume = 1.00E+05mm^3     1step");
-    const StepReport second = Optimization(m);
-    EXPECT_EQ(second.step, 1);
-    EXPECT_EQ(m.StepCount, 2);
-    EXPECT_EQ(second.statusText, "  Volume = 1.00E+05mm^3     1step");
+    EXPECT_EQ(Optimization(m).statusText, "  Volume = 1.00E+05mm^3     1step");
 }
 
-TEST(OptimizationStep, NonDesignAndCutOutCellsNeverChange) {
-    // Potentials decay as 10 x 0.9^n with nothing feeding: at least 5 for six steps,
-    // below 5 from the seventh. Non-design cells decay the same way and stay.
-    Model m = AnalysedCantilever(5, 3, 0.1f, 5, [](Model& p) {
-        p.CellState(2, 3) = kCellCutOut;
-        p.CellState(3, 5) = kCellCutOut;
-    });
-    const Model before = m;
-    for (int step = 1; step <= 8; ++step) {
-        Optimization(m);
-        for (int i = 1; i <= 3; ++i) {
-            for (int j = 1; j <= 5; ++j) {
-                const int16 original = before.CellState(i, j);
-                const int16 designNow = step <= 6 ? kCellDesign : kCellEmpty;
-                EXPECT_EQ(m.CellState(i, j), original == kCellDesign ? designNow : original)
-                    << "cell (" << i << ", " << j << ") after step " << step;
-            }
-        }
-        EXPECT_EQ(m.CellStress(2, 3), 0.0);
-        EXPECT_EQ(m.Volume, ExpectedVolume(m)) << "after step " << step;
-    }
-    EXPECT_LT(m.Potential(1, 1), 5.0); // the non-design cell is below Epsilon yet kept
-}
-
-TEST(OptimizationStep, PotentialEqualToEpsilonKeepsOrRestoresMaterial) {
-    Model m = AnalysedCantilever(4, 2, 0.5f, 5,
-                                 [](Model& p) { support::setCells(p, 2, 3, 2, 4, kCellEmpty); });
+TEST(OptimizationStep, PotentialEqualToEpsilonKeepsOrRestoresMaterialAndIsAnalysed) {
+    Model m = AnalysedCantilever(4, 2, 0.5f, 5);
+    support::setCells(m, 2, 3, 2, 4, kCellEmpty);
     m.Potential(2, 1) = 10.0;  // -> 5, equal: kept
     m.Potential(2, 2) = 9.998; // -> 4.999: removed
     m.Potential(2, 3) = 10.0;  // empty -> 5, equal: material again
     m.Potential(2, 4) = 9.998; // empty -> 4.999: stays empty
     const StepReport report = Optimization(m);
-    EXPECT_EQ(m.Potential(2, 1), 5.0);
-    EXPECT_EQ(m.CellState(2, 1), kCellDesign);
-    EXPECT_EQ(m.CellState(2, 2), kCellEmpty);
-    EXPECT_EQ(m.CellState(2, 3), kCellDesign);
-    EXPECT_EQ(m.CellState(2, 4), kCellEmpty);
-    // The new layout is the one analysed.
-    EXPECT_GT(m.CellStress(2, 3), 0.0);
-    EXPECT_EQ(m.CellStress(2, 2), 0.0);
+    const int16 expected[] = {kCellDesign, kCellEmpty, kCellDesign, kCellEmpty};
+    for (int j = 1; j <= 4; ++j) {
+        EXPECT_EQ(m.CellState(2, j), expected[j - 1]) << j;
+        EXPECT_EQ(m.CellStress(2, j) > 0.0, expected[j - 1] == kCellDesign) << j;
+    }
     EXPECT_EQ(m.Volume, 6 * 10000.0);
     EXPECT_EQ(report.statusText, "  Volume = 6.00E+04mm^3     0step");
 }
 
-TEST(OptimizationStep, RedrawSeesNewResultsBeforeTheCountMoves) {
-    Model m = AnalysedCantilever(4, 2, 0.5f, 6);
-    m.StepCount = 4;
-    const double volumeBefore = m.Volume;
-    ASSERT_GT(m.CellStress(2, 1), 0.0);
-    int calls = 0;
-    Model seen;
-    const StepReport report = Optimization(m, nullptr, [&](Model& shown) {
-        ++calls;
-        seen = shown;
-    });
-    EXPECT_EQ(calls, 1);
-    EXPECT_EQ(seen.StepCount, 4);
-    EXPECT_EQ(report.step, 4);
-    EXPECT_EQ(m.StepCount, 5);
-    EXPECT_NE(seen.Volume, volumeBefore);
-    EXPECT_EQ(seen.Volume, m.Volume);
-    EXPECT_EQ(seen.MaxStress, m.MaxStress);
-    EXPECT_EQ(seen.CellStress(2, 1), 0.0); // the removed cell, already re-evaluated
-    EXPECT_TRUE(seen.CellStress == m.CellStress);
+class HistoryTest : public ::testing::Test {
+  protected:
+    HistoryTest() { fs::create_directories(dir); }
+    ~HistoryTest() override { fs::remove_all(dir); }
+    const fs::path dir =
+        fs::temp_directory_path() / ("quillane-history-" + std::to_string(::getpid()));
+    Model m = AnalysedCantilever(3, 2, 0.3f, 5);
+    HistoryRecorder history{(dir / "History.tmp").string()};
+};
+
+TEST_F(HistoryTest, AnalysisThenThreeStepsGivesRecordsZeroZeroOneTwo) {
+    m.StressTarget = static_cast<float>(m.AvgStress); // some cells over target, some not
+    ASSERT_TRUE(history.Start(m));
+    EXPECT_EQ(m.HistoryRecording, -1);
+    const auto record = [&](int step) {
+        return std::to_string(step) + "," + formatGeneral(m.MaxStress) + "," +
+               formatGeneral(m.AvgStress) + "," + formatGeneral(m.MinStress);
+    };
+    std::vector<std::string> expected{"Iteration, Max, Avg, Min", record(0)};
+    EXPECT_EQ(CrLfLines(history.path()), expected); // flushed at once: readable meanwhile
+    for (int step = 0; step < 3; ++step) {
+        Optimization(m, &history);
+        expected.push_back(record(step)); // numbered before the increment: 0, 0, 1, 2
+        EXPECT_EQ(CrLfLines(history.path()), expected) << "after step " << step;
+    }
+    history.Close(m);
+    EXPECT_TRUE(m.HistoryRecording == 0 && !history.isOpen());
 }
 
-// The record of such a step, written before the fault, is checked with the history.
-TEST(OptimizationStep, StepAfter32767RunsThenOverflowsAtTheIncrement) {
-    Model m = AnalysedCantilever(4, 2, 0.5f, 6);
+TEST_F(HistoryTest, SecondStartIsRefusedAndStartAfterCloseEmptiesTheFile) {
+    ASSERT_TRUE(history.Start(m));
+    const std::string before = FileText(history.path());
+    EXPECT_TRUE(!history.Start(m) && m.HistoryRecording == -1);
+    EXPECT_EQ(FileText(history.path()), before);
+    history.Close(m);
+    m.StepCount = 12;
+    ASSERT_TRUE(history.Start(m));
+    EXPECT_EQ(CrLfLines(history.path()),
+              (std::vector<std::string>{"Iteration, Max, Avg, Min", HistoryRecord(m)}));
+    EXPECT_EQ(HistoryRecord(m).rfind("12,", 0), 0u);
+}
+
+TEST_F(HistoryTest, StepAfter32767IsRecordedThenOverflowsWithTheStepDone) {
     m.StepCount = 32767;
-    EXPECT_THROW(Optimization(m), OverflowFault);
+    m.Epsilon = 8; // 10 -> 7: the design row goes
+    ASSERT_TRUE(history.Start(m));
+    EXPECT_THROW(Optimization(m, &history), OverflowFault);
     EXPECT_EQ(m.StepCount, 32767);
-    EXPECT_EQ(m.CellState(2, 1), kCellEmpty);
-    EXPECT_EQ(m.CellStress(2, 1), 0.0);
-    EXPECT_EQ(m.Volume, 4 * 10000.0);
+    EXPECT_EQ(std::make_tuple(m.CellState(2, 1), m.CellStress(2, 1), m.Volume),
+              std::make_tuple(kCellEmpty, 0.0, 3 * 10000.0));
+    const std::vector<std::string> lines = CrLfLines(history.path());
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_EQ(lines[2], HistoryRecord(m));
+    EXPECT_EQ(lines[2].rfind("32767,", 0), 0u);
+}
+
+TEST_F(HistoryTest, UncreatableFileRaisesWithTheFlagAlreadySet) {
+    HistoryRecorder nowhere((dir / "no-such-directory/History.tmp").string());
+    EXPECT_THROW(nowhere.Start(m), HistoryFileError);
+    EXPECT_TRUE(m.HistoryRecording == -1 && !nowhere.isOpen());
+    EXPECT_FALSE(nowhere.Start(m)); // the flag stays up: "already recording"
 }
 
 } // namespace
-} // namespace quillane
