@@ -36,17 +36,35 @@ void release(void* pointer) noexcept {
 
 } // namespace
 
-void* operator new(std::size_t size) { return allocate(size); }
-void* operator new[](std::size_t size) { return allocate(size); }
-void operator delete(void* pointer) noexcept { release(pointer); }
-void operator delete[](void* pointer) noexcept { release(pointer); }
-void operator delete(void* pointer, std::size_t) noexcept { release(pointer); }
-void operator delete[](void* pointer, std::size_t) noexcept { release(pointer); }
+void* operator new(std::size_t size) {
+    return allocate(size);
+}
+void* operator new[](std::size_t size) {
+    return allocate(size);
+}
+void operator delete(void* pointer) noexcept {
+    release(pointer);
+}
+void operator delete[](void* pointer) noexcept {
+    release(pointer);
+}
+void operator delete(void* pointer, std::size_t) noexcept {
+    release(pointer);
+}
+void operator delete[](void* pointer, std::size_t) noexcept {
+    release(pointer);
+}
 
 namespace quillane::bench {
 
-std::size_t heapBytesNow() { return now.load(); }
-std::size_t heapBytesPeak() { return peak.load(); }
-void resetHeapPeak() { peak.store(now.load()); }
+std::size_t heapBytesNow() {
+    return now.load();
+}
+std::size_t heapBytesPeak() {
+    return peak.load();
+}
+void resetHeapPeak() {
+    peak.store(now.load());
+}
 
 } // namespace quillane::bench
