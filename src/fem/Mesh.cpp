@@ -20,19 +20,7 @@ void BuildDomainMesh(Model& m) {
     m.ElementCount = mul16(rows, columns, "the number of elements");
     m.NodeCount = mul16(add16(rows, 1), add16(columns, 1), "the number of nodes");
 
-    const int nodes = m.NodeCount;
-    const int elements = m.ElementCount;
-    m.CellState.redim(1, rows, 1, columns);
-    m.Potential.redim(1, rows, 1, columns);
-    m.NodeXY.redim(0, nodes, 1, 2);
-    m.ElementNodes.redim(0, elements, 1, 4);
-    m.NodeActive.redim(0, nodes);
-    m.NodeFreedom.redim(0, nodes, 1, 2);
-    m.ElementDofs.redim(0, elements, 1, 8);
-    m.DofNumber.redim(0, nodes, 1, 2);
-    m.NodeLoad.redim(0, nodes, 1, 2);
-    m.NodeDisp.redim(0, nodes, 1, 2);
-    m.CellStress.redim(0, add16(rows, 1), 0, add16(columns, 1));
+    SizeGridArrays(m);
 
     // Coordinates come from repeated single-precision addition, as a user who
     // steps along the grid would get them: x restarts at the left edge in every
@@ -99,16 +87,7 @@ void NumberEquations(Model& m) {
         }
     }
     m.EquationCount = count;
-    const int n = count;
-
-    // The assembled matrix is kept as rows of at most nine couplings to higher
-    // equations plus the diagonal, never as a square array.
-    m.StiffnessMatrix.Count.redim(0, n);
-    m.StiffnessMatrix.Column.redim(0, kRowCapacity, 0, n);
-    m.StiffnessMatrix.Value.redim(0, kRowCapacity, 0, n);
-    m.StiffnessMatrix.Diagonal.redim(0, n);
-    m.LoadVector.redim(0, n);
-    m.SolutionVector.redim(0, n);
+    SizeEquationArrays(m);
 
     for (int e = 1; e <= m.ElementCount; ++e) {
         const int n1 = m.ElementNodes(e, 1);
@@ -122,22 +101,6 @@ void NumberEquations(Model& m) {
             m.ElementDofs(e, d + 6) = m.DofNumber(n4, d);
         }
     }
-
-    m.UpperCount.redim(0, n);
-    m.LowerCount.redim(0, n);
-    m.UpperColumn.redim(0, kRowCapacity, 0, n);
-    m.LowerColumn.redim(0, kRowCapacity, 0, n);
-    m.UpperValue.redim(0, kRowCapacity, 0, n);
-    m.LowerValue.redim(0, kRowCapacity, 0, n);
-    m.FactorUpper.redim(0, kRowCapacity, 0, n);
-    m.FactorLower.redim(0, kRowCapacity, 0, n);
-    m.DiagonalValue.redim(0, n);
-    m.FactorInvDiag.redim(0, n);
-    m.ResidualVector.redim(0, n);
-    m.DirectionVector.redim(0, n);
-    m.PrecondVector.redim(0, n);
-    m.ProductVector.redim(0, n);
-    m.TransposeFill.redim(0, n);
 }
 
 } // namespace quillane

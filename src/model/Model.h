@@ -136,4 +136,25 @@ struct Model {
     std::array<std::array<int16, 3>, 16> ColorTable{};
 };
 
+// The shapes of the arrays, in one place.
+
+// Re-creates, zero-filled, every array sized by the grid: CellState and Potential
+// (1..CellRowCount, 1..CellColumnCount); NodeXY, NodeFreedom, DofNumber, NodeLoad and
+// NodeDisp (0..NodeCount, 1..2); NodeActive (0..NodeCount); ElementNodes
+// (0..ElementCount, 1..4); ElementDofs (0..ElementCount, 1..8); CellStress with its
+// border (0..CellRowCount + 1, 0..CellColumnCount + 1). A count that cannot size its
+// array raises the subscript fault (the arrays before it keep their new size).
+void SizeGridArrays(Model& m);
+
+// Re-creates, zero-filled, the equation system for EquationCount equations: the
+// assembled stiffness, the load and solution vectors, and the row stores and vectors
+// of the solver (slots 0..kRowCapacity by equations 0..EquationCount).
+void SizeEquationArrays(Model& m);
+
+// Empties the geometry: no domain (DomainDefined = 0, the rectangle at 0), no cells,
+// nodes, elements or equations, every grid and equation array emptied, the results
+// at 0 and no rectangle half-way through its two clicks. Material, parameters, the
+// view, the entered load and the colour table stay.
+void ClearGeometry(Model& m);
+
 } // namespace quillane

@@ -291,17 +291,7 @@ void sizeArrays(Model& m) {
     const int nodes = m.NodeCount;
     const int elements = m.ElementCount;
     try {
-        m.CellState.redim(1, rows, 1, columns);
-        m.Potential.redim(1, rows, 1, columns);
-        m.NodeXY.redim(0, nodes, 1, 2);
-        m.NodeFreedom.redim(0, nodes, 1, 2);
-        m.DofNumber.redim(0, nodes, 1, 2);
-        m.NodeLoad.redim(0, nodes, 1, 2);
-        m.NodeDisp.redim(0, nodes, 1, 2);
-        m.NodeActive.redim(0, nodes);
-        m.ElementNodes.redim(0, elements, 1, 4);
-        m.ElementDofs.redim(0, elements, 1, 8);
-        m.CellStress.redim(0, add16(rows, 1), 0, add16(columns, 1));
+        SizeGridArrays(m);
     } catch (const SubscriptFault&) {
         if (rows < 1) {
             throw ModelFileError("the model has no cells: " + std::to_string(rows) + " rows");
