@@ -64,12 +64,12 @@ void DrawCanvas(Model& m, DrawingSurface& canvas) {
     drawCellsOfState(m, canvas, kCellDesign, PaletteColor(10));
     drawCellsOfState(m, canvas, kCellNonDesign, PaletteColor(11));
     drawCellsOfState(m, canvas, kCellCutOut, kCanvasBackground);
-    drawLoadArrows(m, canvas);
-    drawSupports(m, canvas);
+    DrawLoadArrows(m, canvas);
+    DrawSupports(m, canvas);
     drawGrid(m, canvas);
 }
 
-void drawLoadArrows(const Model& m, DrawingSurface& canvas) {
+void DrawLoadArrows(const Model& m, DrawingSurface& canvas) {
     const Rgb magenta = PaletteColor(13);
     canvas.setDrawWidth(2);
     // Every arrow has the same length on the screen; only the force's sign counts.
@@ -97,7 +97,7 @@ void drawLoadArrows(const Model& m, DrawingSurface& canvas) {
     }
 }
 
-void drawSupports(const Model& m, DrawingSurface& canvas) {
+void DrawSupports(const Model& m, DrawingSurface& canvas) {
     for (int k = 1; k <= m.NodeCount; ++k) {
         const auto x = static_cast<float>(m.NodeXY(k, 1));
         const auto y = static_cast<float>(m.NodeXY(k, 2));
@@ -175,63 +175,7 @@ void drawGrid(const Model& m, DrawingSurface& canvas) {
 }
 
 void picCanvasClear(Model& m, DrawingSurface& canvas, DrawingSurface& bar) {
-    m.DomainDefined = 0;
-    m.DomainX1 = 0.0f;
-    m.DomainX2 = 0.0f;
-    m.DomainY1 = 0.0f;
-    m.DomainY2 = 0.0f;
-    m.CellRowCount = 0;
-    m.CellColumnCount = 0;
-    m.NodeCount = 0;
-    m.ElementCount = 0;
-    m.EquationCount = 0;
-
-    // Emptied arrays keep their names, so a later fault still says which one.
-    m.CellState.clear();
-    m.Potential.clear();
-    m.NodeXY.clear();
-    m.ElementNodes.clear();
-    m.NodeActive.clear();
-    m.DofNumber.clear();
-    m.ElementDofs.clear();
-    m.NodeFreedom.clear();
-    m.NodeLoad.clear();
-    m.StiffnessMatrix.Count.clear();
-    m.StiffnessMatrix.Column.clear();
-    m.StiffnessMatrix.Value.clear();
-    m.StiffnessMatrix.Diagonal.clear();
-    m.LoadVector.clear();
-    m.SolutionVector.clear();
-    m.UpperCount.clear();
-    m.UpperColumn.clear();
-    m.UpperValue.clear();
-    m.DiagonalValue.clear();
-    m.LowerCount.clear();
-    m.LowerColumn.clear();
-    m.LowerValue.clear();
-    m.FactorUpper.clear();
-    m.FactorLower.clear();
-    m.FactorInvDiag.clear();
-    m.ResidualVector.clear();
-    m.DirectionVector.clear();
-    m.PrecondVector.clear();
-    m.ProductVector.clear();
-    m.TransposeFill.clear();
-    m.NodeDisp.clear();
-    m.CellStress.clear();
-
-    m.MaxStress = 0.0;
-    m.MinStress = 0.0;
-    m.AvgStress = 0.0;
-    m.Volume = 0.0;
-
-    // No rectangle is half-way through its two clicks any more.
-    m.ClickCount = 0;
-    m.FirstCornerColumn = 0;
-    m.FirstCornerRow = 0;
-    m.SecondCornerColumn = 0;
-    m.SecondCornerRow = 0;
-
+    ClearGeometry(m);
     DrawCanvas(m, canvas);
     DrawColorBar(m, bar, "stress(MPa)");
 }

@@ -22,9 +22,9 @@ void DrawCanvas(Model& m, DrawingSurface& canvas);
 // One arrow per component for every loaded node, of length DomainWidth / 30 in the
 // direction of the force's sign (a zero component gives a zero-length arrow), in
 // light magenta at width 2.
-void drawLoadArrows(const Model& m, DrawingSurface& canvas);
+void DrawLoadArrows(const Model& m, DrawingSurface& canvas);
 // drawSymbolFx / drawSymbolFy for every node fixed in x / y.
-void drawSupports(const Model& m, DrawingSurface& canvas);
+void DrawSupports(const Model& m, DrawingSurface& canvas);
 
 // Support against x displacement: a blue triangle with its apex on the node,
 // opening to the left, and its ground line; size DomainWidth / 100.

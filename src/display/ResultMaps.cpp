@@ -61,8 +61,8 @@ void drawMap(const Model& m, DrawingSurface& canvas, DrawingSurface& bar, const 
     }
 
     // The map covers the symbols drawn with the model; put them back on top.
-    drawLoadArrows(m, canvas);
-    drawSupports(m, canvas);
+    DrawLoadArrows(m, canvas);
+    DrawSupports(m, canvas);
 }
 
 } // namespace
