@@ -7,7 +7,7 @@
 #include "fem/Assembly.h"
 #include "fem/ElementStiffness.h"
 #include "fem/Mesh.h"
-#include "fem/StressAnalysis.h"
+#include "optimize/Optimization.h"
 #include "support/DenseReference.h"
 #include "support/ModelBuilders.h"
 

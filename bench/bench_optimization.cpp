@@ -31,8 +31,8 @@ Model mbbHalfBeam(int columns, int rows) {
 
 // The first 50 steps of a run, again and again: each timing iteration is one step.
 void BM_OptimizationStep(benchmark::State& state) {
-    const Model start = mbbHalfBeam(static_cast<int>(state.range(0)),
-                                    static_cast<int>(state.range(1)));
+    const Model start =
+        mbbHalfBeam(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
     Model m = start;
     int stepsInRun = 0;
     int iterations = 0;

@@ -3,6 +3,7 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -19,52 +20,76 @@ struct Rows {
 
 // ---- Range checks, made once per call; the kernels below trust them. ----
 
-template <class T> void requireVector(const Array1<T>& a, int n) {
-    if (a.empty() || a.lo() > 0 || a.hi() < n) {
-        raiseSubscript(std::string(a.name()) + " does not cover the equations 0 to " +
-                       std::to_string(n) + ".");
-    }
-}
-
-// Slot stores must all share one layout: slots 0..stride-1 of equation i at i * stride.
-template <class T> void requireSlots(const Array2<T>& a, int n, int capacity, int stride) {
-    if (a.empty() || a.lo1() != 0 || a.lo2() != 0 || a.hi2() < n || a.hi1() < capacity ||
-        a.stride() != stride) {
-        raiseSubscript(std::string(a.name()) + " does not hold " + std::to_string(capacity) +
-                       " slots for each of the equations 1 to " + std::to_string(n) + ".");
-    }
-}
-
-// Counts within the capacity and columns within 1..n (strictly above or below the
-// diagonal as the store requires).
-void requireRows(const char* name, const int16* count, const int16* column, int n, int capacity,
-                 int stride, bool upper) {
-    for (int i = 1; i <= n; ++i) {
-        if (count[i] < 0 || count[i] > capacity) {
-            raiseSubscript(std::string(name) + " row " + std::to_string(i) + " holds " +
-                           std::to_string(count[i]) + " entries; a row has " +
-                           std::to_string(capacity) + " slots.");
+// Checks the arrays a procedure works on against n equations and the row capacity:
+// vectors cover 0..n; slot stores hold slots 0..capacity of equations 0..n and share
+// one layout (slot k of equation i at i * stride + k); row patterns keep their counts
+// within the capacity and their columns within the equations they may couple to.
+class StoreCheck {
+  public:
+    StoreCheck(int n, int capacity, int stride) : n_(n), capacity_(capacity), stride_(stride) {
+        if (capacity < 1 || capacity > kRowCapacity) {
+            raiseSubscript("A row capacity of " + std::to_string(capacity) +
+                           " does not match the stores' nine slots.");
         }
-        const int16* c = column + static_cast<std::ptrdiff_t>(i) * stride;
-        for (int k = 1; k <= count[i]; ++k) {
-            const bool inside = upper ? (c[k] > i && c[k] <= n) : (c[k] >= 1 && c[k] < i);
-            if (!inside) {
-                raiseSubscript(std::string(name) + " row " + std::to_string(i) + " names column " +
-                               std::to_string(c[k]) + ", outside the equations it may couple to.");
+    }
+
+    template <class T>
+    const StoreCheck& vectors(std::initializer_list<const Array1<T>*> list) const {
+        for (const Array1<T>* a : list) {
+            if (a->empty() || a->lo() > 0 || a->hi() < n_) {
+                raiseSubscript(std::string(a->name()) + " does not cover the equations 0 to " +
+                               std::to_string(n_) + ".");
             }
         }
+        return *this;
     }
-}
 
-void requireCapacity(int capacity) {
-    if (capacity < 1 || capacity > kRowCapacity) {
-        raiseSubscript("A row capacity of " + std::to_string(capacity) +
-                       " does not match the stores' nine slots.");
+    template <class T> const StoreCheck& slots(std::initializer_list<const Array2<T>*> list) const {
+        for (const Array2<T>* a : list) {
+            if (a->empty() || a->lo1() != 0 || a->lo2() != 0 || a->hi2() < n_ ||
+                a->hi1() < capacity_ || a->stride() != stride_) {
+                raiseSubscript(std::string(a->name()) + " does not hold " +
+                               std::to_string(capacity_) +
+                               " slots for each of the equations 1 to " + std::to_string(n_) + ".");
+            }
+        }
+        return *this;
     }
-}
 
-// ---- Kernels on plain arrays. Index i of a vector is element i; entry k of row i
-// of a slot store is at i * stride + k. ----
+    // Upper rows name columns above their own equation, lower rows columns below it.
+    const StoreCheck& rows(const Array1<int16>& count, const Array2<int16>& column,
+                           bool upper) const {
+        vectors<int16>({&count});
+        slots<int16>({&column});
+        const int16* c = count.data();
+        for (int i = 1; i <= n_; ++i) {
+            if (c[i] < 0 || c[i] > capacity_) {
+                raiseSubscript(std::string(column.name()) + " row " + std::to_string(i) +
+                               " holds " + std::to_string(c[i]) + " entries; a row has " +
+                               std::to_string(capacity_) + " slots.");
+            }
+            const int16* col = column.data() + static_cast<std::ptrdiff_t>(i) * stride_;
+            for (int k = 1; k <= c[i]; ++k) {
+                const bool inside =
+                    upper ? (col[k] > i && col[k] <= n_) : (col[k] >= 1 && col[k] < i);
+                if (!inside) {
+                    raiseSubscript(std::string(column.name()) + " row " + std::to_string(i) +
+                                   " names column " + std::to_string(col[k]) +
+                                   ", outside the equations it may couple to.");
+                }
+            }
+        }
+        return *this;
+    }
+
+  private:
+    int n_;
+    int capacity_;
+    int stride_;
+};
+
+// ---- The unchecked inner entry points of the procedures, on plain arrays. Index i
+// of a vector is element i; entry k of row i of a slot store is at i * stride + k. ----
 
 inline double productRow(int i, int stride, const Rows& lower, const double* diagonal,
                          const Rows& upper, const double* x) {
@@ -84,8 +109,8 @@ inline double productRow(int i, int stride, const Rows& lower, const double* dia
     return s;
 }
 
-void productKernel(int n, int stride, const Rows& lower, const double* diagonal, const Rows& upper,
-                   const double* x, double* y) {
+void matrixVectorProduct(int n, int stride, const Rows& lower, const double* diagonal,
+                         const Rows& upper, const double* x, double* y) {
     for (int i = 1; i <= n; ++i) {
         y[i] = productRow(i, stride, lower, diagonal, upper, x);
     }
@@ -99,8 +124,8 @@ void productKernel(int n, int stride, const Rows& lower, const double* diagonal,
 // thus come out bit for bit as in the row-by-row product, while the matrix is
 // read once instead of twice. `lowerSum` (1..n) must be zero on entry and is left
 // zero.
-double productDotUpperKernel(int n, int stride, const Rows& upper, const double* diagonal,
-                             const double* x, double* y, double* lowerSum) {
+double productDotFromUpper(int n, int stride, const Rows& upper, const double* diagonal,
+                           const double* x, double* y, double* lowerSum) {
     double dot = 0.0;
     for (int i = 1; i <= n; ++i) {
         const std::ptrdiff_t base = static_cast<std::ptrdiff_t>(i) * stride;
@@ -123,8 +148,8 @@ double productDotUpperKernel(int n, int stride, const Rows& upper, const double*
 }
 
 // y = K x with the row-by-row product, returning the ascending sum of x(i) y(i).
-double productDotKernel(int n, int stride, const Rows& lower, const double* diagonal,
-                        const Rows& upper, const double* x, double* y) {
+double productDot(int n, int stride, const Rows& lower, const double* diagonal, const Rows& upper,
+                  const double* x, double* y) {
     double dot = 0.0;
     for (int i = 1; i <= n; ++i) {
         const double s = productRow(i, stride, lower, diagonal, upper, x);
@@ -159,8 +184,8 @@ bool lowerMirrorsUpper(int n, int stride, const Rows& lower, const Rows& upper) 
     return true;
 }
 
-void preconditionKernel(int n, int stride, const Rows& factorLower, const Rows& factorUpper,
-                        const double* invDiag, const double* r, double* z) {
+void applyPreconditioner(int n, int stride, const Rows& factorLower, const Rows& factorUpper,
+                         const double* invDiag, const double* r, double* z) {
     for (int i = 1; i <= n; ++i) {
         const std::ptrdiff_t base = static_cast<std::ptrdiff_t>(i) * stride;
         const int16* c = factorLower.column + base;
@@ -212,15 +237,11 @@ double checkedStep(double numerator, double denominator, int n, double loadNormS
 void TransposeRows(int16 n, int16 capacity, const Array1<int16>& countIn, Array1<int16>& countOut,
                    const Array2<int16>& columnIn, Array2<int16>& columnOut,
                    const Array2<double>& valueIn, Array2<double>& valueOut, Array1<int16>& fill) {
-    requireCapacity(capacity);
     const int stride = columnIn.stride();
-    requireVector(countIn, n);
-    requireVector(countOut, n);
-    requireVector(fill, n);
-    requireSlots(columnIn, n, capacity, stride);
-    requireSlots(columnOut, n, capacity, stride);
-    requireSlots(valueIn, n, capacity, stride);
-    requireSlots(valueOut, n, capacity, stride);
+    StoreCheck(n, capacity, stride)
+        .vectors<int16>({&countIn, &countOut, &fill})
+        .slots<int16>({&columnIn, &columnOut})
+        .slots<double>({&valueIn, &valueOut});
 
     const int16* cin = countIn.data();
     int16* cout = countOut.data();
@@ -274,17 +295,13 @@ void IncompleteCholesky(int16 n, int16 capacity, const Array1<int16>& LowerCount
                         const Array2<int16>& LowerColumn, const Array2<double>& LowerValue,
                         const Array1<double>& DiagonalValue, Array2<double>& FactorLower,
                         Array1<double>& FactorInvDiag, double tolerance) {
-    requireCapacity(capacity);
     const int stride = LowerColumn.stride();
-    requireVector(LowerCount, n);
-    requireVector(DiagonalValue, n);
-    requireVector(FactorInvDiag, n);
-    requireSlots(LowerColumn, n, capacity, stride);
-    requireSlots(LowerValue, n, capacity, stride);
-    requireSlots(FactorLower, n, capacity, stride);
+    StoreCheck(n, capacity, stride)
+        .rows(LowerCount, LowerColumn, false)
+        .vectors<double>({&DiagonalValue, &FactorInvDiag})
+        .slots<double>({&LowerValue, &FactorLower});
     const int16* count = LowerCount.data();
     const int16* column = LowerColumn.data();
-    requireRows(LowerColumn.name(), count, column, n, capacity, stride, false);
     // Every slot beyond a row's count must read as column 0: the merge below looks
     // at slot 1 of an empty row.
     for (int i = 1; i <= n; ++i) {
@@ -348,24 +365,15 @@ void MatrixVectorProduct(int16 n, int16 capacity, const Array1<int16>& UpperCoun
                          const Array2<int16>& LowerColumn, const Array2<double>& UpperValue,
                          const Array2<double>& LowerValue, const Array1<double>& DiagonalValue,
                          const Array1<double>& x, Array1<double>& y) {
-    requireCapacity(capacity);
     const int stride = UpperColumn.stride();
-    requireVector(UpperCount, n);
-    requireVector(LowerCount, n);
-    requireVector(DiagonalValue, n);
-    requireVector(x, n);
-    requireVector(y, n);
-    requireSlots(UpperColumn, n, capacity, stride);
-    requireSlots(LowerColumn, n, capacity, stride);
-    requireSlots(UpperValue, n, capacity, stride);
-    requireSlots(LowerValue, n, capacity, stride);
-    requireRows(UpperColumn.name(), UpperCount.data(), UpperColumn.data(), n, capacity, stride,
-                true);
-    requireRows(LowerColumn.name(), LowerCount.data(), LowerColumn.data(), n, capacity, stride,
-                false);
+    StoreCheck(n, capacity, stride)
+        .rows(UpperCount, UpperColumn, true)
+        .rows(LowerCount, LowerColumn, false)
+        .slots<double>({&UpperValue, &LowerValue})
+        .vectors<double>({&DiagonalValue, &x, &y});
     const Rows lower{LowerCount.data(), LowerColumn.data(), LowerValue.data()};
     const Rows upper{UpperCount.data(), UpperColumn.data(), UpperValue.data()};
-    productKernel(n, stride, lower, DiagonalValue.data(), upper, x.data(), y.data());
+    matrixVectorProduct(n, stride, lower, DiagonalValue.data(), upper, x.data(), y.data());
 }
 
 void ApplyPreconditioner(int16 n, int16 capacity, const Array1<int16>& UpperCount,
@@ -373,24 +381,15 @@ void ApplyPreconditioner(int16 n, int16 capacity, const Array1<int16>& UpperCoun
                          const Array2<int16>& LowerColumn, const Array2<double>& FactorUpper,
                          const Array2<double>& FactorLower, const Array1<double>& FactorInvDiag,
                          const Array1<double>& r, Array1<double>& z) {
-    requireCapacity(capacity);
     const int stride = UpperColumn.stride();
-    requireVector(UpperCount, n);
-    requireVector(LowerCount, n);
-    requireVector(FactorInvDiag, n);
-    requireVector(r, n);
-    requireVector(z, n);
-    requireSlots(UpperColumn, n, capacity, stride);
-    requireSlots(LowerColumn, n, capacity, stride);
-    requireSlots(FactorUpper, n, capacity, stride);
-    requireSlots(FactorLower, n, capacity, stride);
-    requireRows(UpperColumn.name(), UpperCount.data(), UpperColumn.data(), n, capacity, stride,
-                true);
-    requireRows(LowerColumn.name(), LowerCount.data(), LowerColumn.data(), n, capacity, stride,
-                false);
+    StoreCheck(n, capacity, stride)
+        .rows(UpperCount, UpperColumn, true)
+        .rows(LowerCount, LowerColumn, false)
+        .slots<double>({&FactorUpper, &FactorLower})
+        .vectors<double>({&FactorInvDiag, &r, &z});
     const Rows lower{LowerCount.data(), LowerColumn.data(), FactorLower.data()};
     const Rows upper{UpperCount.data(), UpperColumn.data(), FactorUpper.data()};
-    preconditionKernel(n, stride, lower, upper, FactorInvDiag.data(), r.data(), z.data());
+    applyPreconditioner(n, stride, lower, upper, FactorInvDiag.data(), r.data(), z.data());
 }
 
 SolverReport PreconditionedCG(int16 n, int16 capacity, Array1<int16>& UpperCount,
@@ -403,28 +402,15 @@ SolverReport PreconditionedCG(int16 n, int16 capacity, Array1<int16>& UpperCount
                               Array1<double>& ResidualVector, Array1<double>& DirectionVector,
                               Array1<double>& PrecondVector, Array1<double>& ProductVector,
                               Array1<int16>& /*TransposeFill*/) {
-    requireCapacity(capacity);
+    const int stride = UpperColumn.stride();
+    StoreCheck(n, capacity, stride)
+        .rows(UpperCount, UpperColumn, true)
+        .rows(LowerCount, LowerColumn, false)
+        .slots<double>({&UpperValue, &LowerValue, &FactorUpper, &FactorLower})
+        .vectors<double>({&DiagonalValue, &LoadVector, &SolutionVector, &FactorInvDiag,
+                          &ResidualVector, &DirectionVector, &PrecondVector, &ProductVector});
     const int limit = add16(n, 10, "the solver's iteration limit");
     const double epsilonSquared = tolerance * tolerance;
-
-    const int stride = UpperColumn.stride();
-    for (const Array1<double>* v :
-         {&DiagonalValue, &LoadVector, &SolutionVector, &FactorInvDiag, &ResidualVector,
-          &DirectionVector, &PrecondVector, &ProductVector}) {
-        requireVector(*v, n);
-    }
-    requireVector(UpperCount, n);
-    requireVector(LowerCount, n);
-    requireSlots(UpperColumn, n, capacity, stride);
-    requireSlots(LowerColumn, n, capacity, stride);
-    requireSlots(UpperValue, n, capacity, stride);
-    requireSlots(LowerValue, n, capacity, stride);
-    requireSlots(FactorUpper, n, capacity, stride);
-    requireSlots(FactorLower, n, capacity, stride);
-    requireRows(UpperColumn.name(), UpperCount.data(), UpperColumn.data(), n, capacity, stride,
-                true);
-    requireRows(LowerColumn.name(), LowerCount.data(), LowerColumn.data(), n, capacity, stride,
-                false);
 
     const Rows lower{LowerCount.data(), LowerColumn.data(), LowerValue.data()};
     const Rows upper{UpperCount.data(), UpperColumn.data(), UpperValue.data()};
@@ -445,11 +431,11 @@ SolverReport PreconditionedCG(int16 n, int16 capacity, Array1<int16>& UpperCount
     const bool mirrored = lowerMirrorsUpper(n, stride, lower, upper);
     std::vector<double> lowerSum(mirrored ? static_cast<std::size_t>(n) + 1 : 0, 0.0);
 
-    productKernel(n, stride, lower, diagonal, upper, x, q);
+    matrixVectorProduct(n, stride, lower, diagonal, upper, x, q);
     for (int i = 1; i <= n; ++i) {
         r[i] = f[i] - q[i];
     }
-    preconditionKernel(n, stride, factorLower, factorUpper, invDiag, r, z);
+    applyPreconditioner(n, stride, factorLower, factorUpper, invDiag, r, z);
     double rho = 0.0;
     for (int i = 1; i <= n; ++i) {
         p[i] = z[i];
@@ -466,8 +452,8 @@ SolverReport PreconditionedCG(int16 n, int16 capacity, Array1<int16>& UpperCount
     for (int iteration = 1; iteration <= limit; ++iteration) {
         report.iterations = iteration;
         const double pq =
-            mirrored ? productDotUpperKernel(n, stride, upper, diagonal, p, q, lowerSum.data())
-                     : productDotKernel(n, stride, lower, diagonal, upper, p, q);
+            mirrored ? productDotFromUpper(n, stride, upper, diagonal, p, q, lowerSum.data())
+                     : productDot(n, stride, lower, diagonal, upper, p, q);
         const double alpha = checkedStep(rho, pq, n, loadNormSquared);
         double rr = 0.0;
         for (int i = 1; i <= n; ++i) {
@@ -485,7 +471,7 @@ SolverReport PreconditionedCG(int16 n, int16 capacity, Array1<int16>& UpperCount
             report.converged = true;
             return report;
         }
-        preconditionKernel(n, stride, factorLower, factorUpper, invDiag, r, z);
+        applyPreconditioner(n, stride, factorLower, factorUpper, invDiag, r, z);
         double rhoNext = 0.0;
         for (int i = 1; i <= n; ++i) {
             rhoNext = rhoNext + r[i] * z[i];

@@ -5,6 +5,14 @@
 // columns in ascending order. The factor is the no-fill (D + L) D^-1 (D + L)^T on
 // exactly the pattern of K. Every step and every summation runs in a fixed order,
 // so a solve gives the same bits on every run.
+//
+// Each procedure checks the ranges of its arrays once and then runs on plain
+// arrays. PreconditionedCG checks once for the whole iteration and then calls the
+// unchecked inner forms of MatrixVectorProduct (for the start residual) and of
+// ApplyPreconditioner (every iteration). Inside the iteration, K p is formed
+// together with the dot product p . K p from the upper store alone, adding every
+// row's terms in the order MatrixVectorProduct adds them, so it gives the same bits
+// while reading the matrix once.
 
 #include "model/Model.h"
 
@@ -46,7 +54,8 @@ void ApplyPreconditioner(int16 n, int16 capacity, const Array1<int16>& UpperCoun
                          const Array2<double>& FactorLower, const Array1<double>& FactorInvDiag,
                          const Array1<double>& r, Array1<double>& z);
 
-// The iteration proper, starting from the SolutionVector passed in. Stops when
+// The iteration proper (it calls MatrixVectorProduct and ApplyPreconditioner as
+// described above), starting from the SolutionVector passed in. Stops when
 // |r|^2 / |f|^2 <= tolerance^2 (tested before the preconditioner) or after n + 10
 // iterations, keeping the last iterate either way. A step size that cannot be
 // computed (no equations, no load, a breakdown) raises the floating-point fault.

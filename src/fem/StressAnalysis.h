@@ -3,9 +3,6 @@
 // element stiffness, equation numbering, assembly, compression, solution, and the
 // evaluation of displacements, stresses and volume.
 
-#include <functional>
-#include <string>
-
 #include "fem/Solver.h"
 #include "model/Model.h"
 
@@ -16,8 +13,6 @@ inline constexpr double kSolverTolerance = 1.0E-6;
 
 struct AnalysisReport {
     SolverReport solver;
-    // The stresses are known: optimization and history recording may be offered.
-    bool enableResultMenus = false;
 };
 
 // The stages before the solver: element stiffness, equation numbering, assembly
@@ -29,19 +24,5 @@ void AssembleSystem(Model& m);
 // element stiffness to the stresses and the volume of the present layout. Uses the
 // node activity of the last MarkActiveNodes.
 AnalysisReport AnalyseLayout(Model& m);
-
-// The stress analysis command's computation: StepCount = 0, AnalyseLayout, then
-// the potentials of all occupied cells start saturated. `stressesKnown` runs
-// between the two when the stresses were evaluated (the desktop offers
-// optimization and recording from then on, even if the potentials' start-up then
-// fails). Drawing the map and the status caption are the caller's.
-AnalysisReport RunStressAnalysis(Model& m, const std::function<void()>& stressesKnown = {});
-
-} // namespace quillane
-
-namespace quillane {
-
-// The status caption after an analysis: "  Volume = 2.00E+06mm^3".
-std::string AnalysisStatusText(const Model& m);
 
 } // namespace quillane

@@ -15,7 +15,7 @@ void ScatterDisplacements(Model& m) {
     }
 }
 
-bool ElementStresses(Model& m, float elementSize, double youngModulus, double poissonRatio) {
+void ElementStresses(Model& m, float elementSize, double youngModulus, double poissonRatio) {
     // Strain-displacement matrix at the element centre x = y = a/2. Every
     // derivative of the bilinear shape functions there is +-1/(2a).
     const double a = elementSize;
@@ -106,7 +106,6 @@ bool ElementStresses(Model& m, float elementSize, double youngModulus, double po
                            "divided by zero). Add material to the design domain.");
     }
     m.AvgStress = sum / count;
-    return true;
 }
 
 void DesignVolume(Model& m) {

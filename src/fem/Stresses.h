@@ -12,10 +12,9 @@ void ScatterDisplacements(Model& m);
 
 // CellStress of every cell (0 for cells without element; the border stays 0),
 // MaxStress, MinStress (starting from 1e10) and AvgStress over the cells with an
-// element. Returns true once the mean is known, which is when optimization and
-// history recording may be offered. No cell with an element makes the mean 0/0
-// and raises the floating-point fault.
-bool ElementStresses(Model& m, float elementSize, double youngModulus, double poissonRatio);
+// element. No cell with an element makes the mean 0/0 and raises the floating-point
+// fault.
+void ElementStresses(Model& m, float elementSize, double youngModulus, double poissonRatio);
 
 // Volume = ElementSize^2 x Thickness x (number of cells with an element).
 void DesignVolume(Model& m);

@@ -7,8 +7,19 @@
 
 namespace quillane {
 
+AnalysisReport RunStressAnalysis(Model& m, const std::function<void()>& stressesKnown) {
+    // A stress analysis starts the optimization's step count afresh.
+    m.StepCount = 0;
+    const AnalysisReport report = AnalyseLayout(m);
+    if (stressesKnown) {
+        stressesKnown();
+    }
+    InitPotential(m);
+    return report;
+}
+
 StepReport Optimization(Model& m, HistoryRecorder* history,
-                        const std::function<void(Model&)>& redraw) {
+                        const std::function<void(Model&)>& show) {
     StepReport report;
     // A press on the canvas must do nothing while the layout changes under it.
     m.EditMode = 0;
@@ -21,24 +32,17 @@ StepReport Optimization(Model& m, HistoryRecorder* history,
     DesignVolume(m);
     report.analysis = AnalyseLayout(m);
 
-    if (redraw) {
-        redraw(m);
-    }
-
     // The step shown and recorded is the count before the increment, so the first
     // step after an analysis is step 0.
     report.step = m.StepCount;
-    report.statusText = StepStatusText(m);
+    if (show) {
+        show(m);
+    }
     if (m.HistoryRecording != 0 && history != nullptr) {
         history->Record(m);
     }
     m.StepCount = add16(m.StepCount, 1, "the optimization step count");
     return report;
-}
-
-std::string StepStatusText(const Model& m) {
-    return "  Volume = " + formatScientific(m.Volume) + "mm^3     " +
-           formatGeneral(static_cast<int>(m.StepCount)) + "step";
 }
 
 } // namespace quillane

@@ -1,9 +1,9 @@
 #pragma once
-// One optimization step: the potential rule on the last stresses, then the new
-// layout analysed again.
+// The two commands that analyse the plate: the stress analysis, which also starts
+// the potentials afresh, and one optimization step, which applies the potential rule
+// to the last stresses and analyses the new layout.
 
 #include <functional>
-#include <string>
 
 #include "fem/StressAnalysis.h"
 #include "model/Model.h"
@@ -11,21 +11,26 @@
 
 namespace quillane {
 
+// The stress analysis command's computation (mnuStressAnalysis_Click without its
+// drawing): StepCount = 0, AnalyseLayout, then the potentials of all occupied cells
+// start saturated (InitPotential). `stressesKnown` runs between the two, once the
+// stresses are evaluated (the desktop offers optimization and recording from then on,
+// even if starting the potentials then fails). Drawing the map and the status caption
+// are the caller's.
+AnalysisReport RunStressAnalysis(Model& m, const std::function<void()>& stressesKnown = {});
+
 struct StepReport {
     AnalysisReport analysis;
-    int16 step = 0;         // the step number shown and recorded (StepCount before the increment)
-    std::string statusText; // "  Volume = 1.25E+04mm^3     3step"
+    int16 step = 0; // the step number shown and recorded (StepCount before the increment)
 };
 
-// Runs one step in this order: EditMode = 0; UpdatePotential; MarkActiveNodes;
-// DesignVolume; the analysis chain from the element stiffness to the stresses and
-// the volume; `redraw` (the map chosen by DisplayMode, if any); the status text; a
-// history record when recording (through `history`, which may be null when not
-// recording); StepCount + 1, which raises the overflow fault after step 32767.
+// One step (Optimization), in this order: EditMode = 0; UpdatePotential;
+// MarkActiveNodes; DesignVolume; the analysis chain from the element stiffness to the
+// stresses and the volume; `show` (the desktop draws the map chosen by DisplayMode and
+// sets the status caption, while StepCount still holds the step's number); a history
+// record when recording (through `history`, which may be null when not recording);
+// StepCount + 1, which raises the overflow fault after step 32767.
 StepReport Optimization(Model& m, HistoryRecorder* history = nullptr,
-                        const std::function<void(Model&)>& redraw = {});
-
-// "  Volume = " Volume in "0.00E+00" "mm^3     " StepCount "step".
-std::string StepStatusText(const Model& m);
+                        const std::function<void(Model&)>& show = {});
 
 } // namespace quillane

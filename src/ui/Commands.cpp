@@ -5,7 +5,6 @@
 
 #include "display/Canvas.h"
 #include "display/ResultMaps.h"
-#include "fem/StressAnalysis.h"
 #include "model/Faults.h"
 #include "model/Messages.h"
 #include "model/ModelFile.h"
@@ -151,17 +150,16 @@ void StressAnalysisCommand(Model& m, Desktop& d) {
 
 void OptimizationStep(Model& m, Desktop& d) {
     d.setBusy(true);
-    const auto redraw = [&d](Model& model) {
+    const auto show = [&d](Model& model) {
         if (model.DisplayMode == 1 || model.DisplayMode == 2) {
             // The map fills occupied cells only: the canvas goes first so that cells
             // that lost their material show empty instead of their old colour.
             DrawCanvas(model, d.canvas());
             drawChosenMap(model, d);
         }
+        d.setStatus(StepStatusText(model));
     };
-    const StepReport report =
-        Optimization(m, m.HistoryRecording != 0 ? &d.history() : nullptr, redraw);
-    d.setStatus(report.statusText);
+    Optimization(m, m.HistoryRecording != 0 ? &d.history() : nullptr, show);
     d.setBusy(false);
 }
 

@@ -12,40 +12,52 @@ std::string SummaryText(const Model& m) {
            "  Element Size = " + formatGeneral(m.ElementSize) + "mm";
 }
 
+std::string AnalysisStatusText(const Model& m) {
+    return "  Volume = " + formatScientific(m.Volume) + "mm^3";
+}
+
+std::string StepStatusText(const Model& m) {
+    return "  Volume = " + formatScientific(m.Volume) + "mm^3     " +
+           formatGeneral(static_cast<int>(m.StepCount)) + "step";
+}
+
 void StartUp(Model& m, Desktop& d) {
+    // The start-up values are the model's own defaults, set in the order the window
+    // has always set them.
+    const Model fresh;
     d.setTitle(kMainTitle);
-    m.DomainWidth = 2000.0f;
-    m.ElementSize = 100.0f;
+    m.DomainWidth = fresh.DomainWidth;
+    m.ElementSize = fresh.ElementSize;
     d.setStatus(SummaryText(m));
 
-    m.DomainDefined = 0;
-    m.OriginFracX = 0.5f;
-    m.OriginFracY = 0.5f;
-    m.AutoOptimize = 0;
+    m.DomainDefined = fresh.DomainDefined;
+    m.OriginFracX = fresh.OriginFracX;
+    m.OriginFracY = fresh.OriginFracY;
+    m.AutoOptimize = fresh.AutoOptimize;
     d.setTimerInterval(0);
 
-    m.EditMode = kEditNothing;
-    m.DisplayMode = 1;
-    m.DomainX1 = 0.0f;
-    m.DomainX2 = 0.0f;
-    m.DomainY1 = 0.0f;
-    m.DomainY2 = 0.0f;
-    m.NodeCount = 0;
-    m.ElementCount = 0;
-    m.ClickCount = 0;
+    m.EditMode = fresh.EditMode;
+    m.DisplayMode = fresh.DisplayMode;
+    m.DomainX1 = fresh.DomainX1;
+    m.DomainX2 = fresh.DomainX2;
+    m.DomainY1 = fresh.DomainY1;
+    m.DomainY2 = fresh.DomainY2;
+    m.NodeCount = fresh.NodeCount;
+    m.ElementCount = fresh.ElementCount;
+    m.ClickCount = fresh.ClickCount;
 
-    m.YoungModulus = 210000.0;
-    m.Thickness = 1.0;
-    m.PoissonRatio = 0.3;
+    m.YoungModulus = fresh.YoungModulus;
+    m.Thickness = fresh.Thickness;
+    m.PoissonRatio = fresh.PoissonRatio;
     d.setTitle(kMainTitle);
-    m.LoadFx = 0.0;
-    m.LoadFy = 0.0;
+    m.LoadFx = fresh.LoadFx;
+    m.LoadFy = fresh.LoadFy;
     MakeColorTable(m);
 
-    m.StressTarget = 0.0f;
-    m.Epsilon = 1;
-    m.Lambda = 0.05f;
-    m.HistoryRecording = 0;
+    m.StressTarget = fresh.StressTarget;
+    m.Epsilon = fresh.Epsilon;
+    m.Lambda = fresh.Lambda;
+    m.HistoryRecording = fresh.HistoryRecording;
     // Optimization and recording make sense only after an analysis.
     d.setResultMenusEnabled(false);
 }

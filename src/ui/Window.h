@@ -1,11 +1,10 @@
 #pragma once
-// The main window's own logic, apart from its widgets: start-up, the layout rule,
-// the view, the summary caption and the menu commands that act directly.
+// The main window's own logic, apart from its widgets: start-up, the view after a
+// resize, the status captions and the menu commands that act directly.
 
 #include <string>
 
 #include "model/Model.h"
-#include "model/View.h"
 #include "ui/Desktop.h"
 
 namespace quillane {
@@ -18,10 +17,16 @@ inline constexpr const char* kOpenedTitle =
 // The caption of the minimized window.
 inline constexpr const char* kMinimizedTitle = "POST";
 
+// The status captions of lblUpDate.
 // "Width = 2000mm  Element Size = 100mm"
 std::string SummaryText(const Model& m);
+// After an analysis: "  Volume = " Volume in "0.00E+00" "mm^3", e.g. "  Volume = 2.00E+06mm^3".
+std::string AnalysisStatusText(const Model& m);
+// After a step: "  Volume = 1.25E+04mm^3     3step", with the step's number (StepCount
+// before its increment).
+std::string StepStatusText(const Model& m);
 
-// Form_Load: the start-up values, the summary, the title, the colour table, the
+// Form_Load of frmMain: the start-up values, the summary, the title, the colour table, the
 // timer stopped and the result menus disabled.
 void StartUp(Model& m, Desktop& d);
 
@@ -29,18 +34,18 @@ void StartUp(Model& m, Desktop& d);
 // fractions, then the canvas scale. Undoes a Move Origin.
 void RebuildView(Model& m, Desktop& d);
 
-// The rest of a resize after the widgets are placed: the view, DrawCanvas, and the
+// Form_Resize, the rest of it after the widgets are placed: the view, DrawCanvas, and the
 // legend with "stress(MPa)".
 void AfterResize(Model& m, Desktop& d);
 
-// Move Origin: EditMode = 9.
+// mnuMoveOrigin_Click, "Move Origin": EditMode = 9.
 void MoveOrigin(Model& m);
 
-// Clear Model: the canvas and geometry emptied (picCanvasClear), EditMode = 0,
+// mnuClear_Click, "Clear Model": the canvas and geometry emptied (picCanvasClear), EditMode = 0,
 // the result menus disabled, and an open history file closed.
 void ClearModel(Model& m, Desktop& d);
 
-// Exit: the history file closed, recording off.
+// mnuExit_Click, "Exit": the history file closed, recording off.
 void ExitProgram(Model& m, Desktop& d);
 
 } // namespace quillane
