@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "display/ColorScale.h"
+#include "display/Layout.h"
 #include "fem/Mesh.h"
 #include "fem/StressAnalysis.h"
 #include "model/Faults.h"
@@ -131,7 +132,10 @@ int runModel(const RunOptions& options, std::ostream& out, std::ostream& err, st
     Model m;
     MakeColorTable(m);
     stage = "opening the model";
-    OpenModel(m, options.modelPath, CanvasSize{kDefaultCanvasWidth, kDefaultCanvasHeight});
+    // The view is fitted to the canvas of the desktop's first window, as opening the
+    // model there would fit it.
+    const LayoutBoxes canvas = FirstWindowLayout();
+    OpenModel(m, options.modelPath, CanvasSize{canvas.canvasWidth, canvas.canvasHeight});
     // The desktop redraws the canvas after opening, which marks the active nodes the
     // analysis relies on.
     MarkActiveNodes(m);

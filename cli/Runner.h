@@ -22,13 +22,6 @@ inline constexpr int kExitUsage = 2;
 inline constexpr int kExitFile = 3;
 inline constexpr int kExitFault = 4;
 
-// The canvas the desktop lays out in its first window: a client area of 8085 by
-// 5880 twips less the status strip (300) for the height and less the colour bar
-// (the height / 21 * 5.5, rounded half to even: 1461) for the width. Opening a
-// model rebuilds its view for this canvas, as the desktop would at start-up.
-inline constexpr double kDefaultCanvasWidth = 6624.0;
-inline constexpr double kDefaultCanvasHeight = 5580.0;
-
 enum class Command { Run, Help, Version };
 
 struct RunOptions {

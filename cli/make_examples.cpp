@@ -11,6 +11,7 @@
 #include <iostream>
 #include <string>
 
+#include "display/Layout.h"
 #include "fem/Mesh.h"
 #include "model/Model.h"
 #include "model/ModelFile.h"
@@ -21,7 +22,10 @@ using quillane::int16;
 using quillane::Model;
 
 // Canvas aspect (height / width) of the desktop's first layout.
-constexpr double kCanvasAspect = 5580.0 / 6624.0;
+double canvasAspect() {
+    const quillane::LayoutBoxes first = quillane::FirstWindowLayout();
+    return static_cast<double>(first.canvasHeight) / static_cast<double>(first.canvasWidth);
+}
 
 class Example {
   public:
@@ -75,8 +79,8 @@ class Example {
     void frame() {
         const double w = m_.DomainX2 - m_.DomainX1;
         const double h = m_.DomainY2 - m_.DomainY1;
-        const double width = std::ceil(std::max(w * 1.4, h * 1.4 / kCanvasAspect) / 100.0) * 100.0;
-        const double height = width * kCanvasAspect;
+        const double width = std::ceil(std::max(w * 1.4, h * 1.4 / canvasAspect()) / 100.0) * 100.0;
+        const double height = width * canvasAspect();
         const double right = (m_.DomainX1 + m_.DomainX2) / 2.0 + width / 2.0;
         const double top = (m_.DomainY1 + m_.DomainY2) / 2.0 + height / 2.0;
         m_.DomainWidth = static_cast<float>(width);

@@ -10,6 +10,7 @@
 
 #include "display/Canvas.h"
 #include "display/ColorScale.h"
+#include "display/Layout.h"
 #include "display/RecordingSurface.h"
 #include "display/ResultMaps.h"
 #include "display/ValueReadouts.h"
@@ -297,4 +298,27 @@ TEST(Readouts, ElementsReportTheCellBelowLeftAndNodesTheNearestNode) {
     m.NodeDisp(nodeAt(m, 4, 5), 2) = -0.2;
     EXPECT_EQ(dispValue(m, 400, 300).text, "u = 0.1mm  v = -0.2mm");
     EXPECT_EQ(dispValue(m, 500, 300).text, kNodeNotInDomain);
+}
+
+TEST(Layout, CanvasLegendAndLabelsFromTheClientArea) {
+    const struct {
+        double h, w;
+        std::vector<int> boxes; // canvas height, label top, legend width, canvas width
+    } cases[] = {
+        {1350, 8085, {1050, 1120, 275, 7810}},   // 1050 / 21 x 5.5 = 275 exactly
+        {1350.5, 8085, {1050, 1120, 275, 7810}}, // 1050.5 and 1120.5 go to even
+        {363, 1000, {63, 133, 16, 984}},         // 16.5 -> 16
+        {321, 1000, {21, 91, 6, 994}},           // 5.5 -> 6
+    };
+    for (const auto& c : cases) {
+        const LayoutBoxes b = ComputeLayout(c.h, c.w);
+        EXPECT_EQ((std::vector<int>{b.canvasHeight, b.labelTop, b.colorBarWidth, b.canvasWidth}),
+                  c.boxes)
+            << c.h;
+    }
+    EXPECT_THROW(ComputeLayout(40000, 1000), OverflowFault);
+    // The first window's client area, 8085 x 5880 twips.
+    const LayoutBoxes first = FirstWindowLayout();
+    EXPECT_EQ((std::vector<int>{first.canvasHeight, first.colorBarWidth, first.canvasWidth}),
+              (std::vector<int>{5580, 1461, 6624}));
 }

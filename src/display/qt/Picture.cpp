@@ -5,6 +5,7 @@
 
 #include "display/Canvas.h"
 #include "display/ColorScale.h"
+#include "display/Layout.h"
 #include "display/ResultMaps.h"
 #include "display/qt/ImageSurface.h"
 #include "model/View.h"
