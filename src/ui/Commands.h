@@ -23,24 +23,25 @@ std::string FaultMessage(const std::exception& error);
 // Its title.
 std::string FaultTitle(const std::exception& error);
 
-// "FEA": EditMode = 0, busy pointer, the analysis, the stress map, the volume in
-// the status label, the result menus enabled, default pointer.
+// mnuStressAnalysis_Click, "FEA": EditMode = 0, busy pointer, the analysis, the stress map, the
+// volume in the status label, the result menus enabled, default pointer.
 void StressAnalysisCommand(Model& m, Desktop& d);
 
-// One optimization step with the map chosen by DisplayMode (the canvas redrawn
-// first, so cells that lost their material show empty), the status label and a
+// Optimization, the main window's step: one optimization step with the map chosen by DisplayMode
+// (the canvas redrawn first, so cells that lost their material show empty), the status label and a
 // history record when recording.
 void OptimizationStep(Model& m, Desktop& d);
 
-// tmrOpt's tick: a step when AutoOptimize is set.
+// tmrOpt_Timer: a step when AutoOptimize is set.
 void OptimizationTimerTick(Model& m, Desktop& d);
-// frmOptimization's buttons.
+// frmOptimization's buttons: cmdAutoStart_Click, cmdAutoStop_Click, cmdManual_Click
+// ("Bit by Bit") and cmdCancel_Click.
 void AutomaticStart(Model& m, Desktop& d);
 void AutomaticStop(Model& m, Desktop& d);
 void BitByBit(Model& m, Desktop& d);
 void CancelOptimization(Model& m, Desktop& d);
 
-// "Record history": refuses a second start with a warning.
+// mnuHistory_Click, "Record history": refuses a second start with a warning.
 void RecordHistory(Model& m, Desktop& d);
 
 // The full path of a model file from the folder of the directory list and the
@@ -48,8 +49,8 @@ void RecordHistory(Model& m, Desktop& d);
 // with one, then the name as typed. An empty folder leaves the name relative.
 std::string ModelPathOf(const std::string& folder, const std::string& name);
 
-// frmSave's "Save" and frmOpen's "Open". Return true when the dialog may close;
-// on a failure the file message is shown (title "データ読込") and false returned.
+// cmdSave_Click of frmSave ("Save") and cmdOpen_Click of frmOpen ("Open"). Return true when the
+// dialog may close; on a failure the file message is shown (title "データ読込") and false returned.
 // Opening also rebuilds the view, redraws, sets the opened title, disables the
 // result menus and closes an open history file.
 bool SaveModelCommand(Model& m, Desktop& d, const std::string& folder, const std::string& name);
@@ -65,37 +66,37 @@ enum class ShapeOption {
     DeleteDesignDomain,
     Nothing
 };
-// frmShape OK: ClickCount = 0, then EditMode by the option; options on the domain
+// cmdOK_Click of frmShape: ClickCount = 0, then EditMode by the option; options on the domain
 // need one (otherwise the domain-first warning and EditMode unchanged).
 void ApplyShape(Model& m, Desktop& d, ShapeOption option);
 
 enum class FreedomOption { FixX, FixY, FixXY, Free };
-// frmFreedom OK (loading it has set EditMode = 0).
+// cmdOK_Click of frmFreedom (opening it has set EditMode = 0).
 void ApplyFreedom(Model& m, Desktop& d, FreedomOption option);
 
-// frmAppliedLoad OK: the forces read from the boxes, EditMode = 4 when loads are
+// cmdOK_Click of frmAppliedLoad: the forces read from the boxes, EditMode = 4 when loads are
 // on (domain first), and the forces in the status label either way.
 void ApplyAppliedLoad(Model& m, Desktop& d, bool loadOn, const std::string& fxText,
                       const std::string& fyText);
 
-// frmWidth OK. A width or element size that is not above 0 is refused with a
+// cmdOK_Click of frmWidth. A width or element size that is not above 0 is refused with a
 // warning and nothing is stored, since every later division by it would fail.
 // Returns false when refused (the dialog stays open).
 bool ApplyWidth(Model& m, Desktop& d, const std::string& widthText, const std::string& sizeText);
 
-// frmMaterial OK: the three values and their status text.
+// cmdOK_Click of frmMaterial: the three values and their status text.
 void ApplyMaterial(Model& m, Desktop& d, const std::string& emodText,
                    const std::string& thicknessText, const std::string& poissonText);
 
-// frmController OK: the three parameters and their status text.
+// cmdOK_Click of frmController: the three parameters and their status text.
 void ApplyController(Model& m, Desktop& d, const std::string& stressText,
                      const std::string& epsilonText, const std::string& lambdaText);
 
 enum class ValueOption { Load, Displacement, Stress, Potential, Nothing };
-// frmValueIndicator OK: EditMode 8, 5, 6, 7, or unchanged for "Nothing".
+// cmdOK_Click of frmValueIndicator: EditMode 8, 5, 6, 7, or unchanged for "Nothing".
 void ApplyValueChoice(Model& m, ValueOption option);
 
-// frmImageIndicator OK: DisplayMode 1 with the stress map or 2 with the potential map.
+// cmdOK_Click of frmImageIndicator: DisplayMode 1 with the stress map or 2 with the potential map.
 void ApplyImageChoice(Model& m, Desktop& d, bool stress);
 
 } // namespace quillane

@@ -59,7 +59,7 @@ void showReadout(Desktop& d, const Readout& r) {
 
 // The two clicks of the four rectangle operations, writing `code` to every cell
 // between the two clicked cells.
-void RectangleOperation(Model& m, Desktop& d, float X, float Y, int16 code) {
+void rectangleOperation(Model& m, Desktop& d, float X, float Y, int16 code) {
     m.ClickCount = add16(m.ClickCount, 1, "ClickCount");
     const float px = cellCorner(X, m.ElementSize);
     const float py = cellCorner(Y, m.ElementSize);
@@ -120,7 +120,7 @@ void RectangleOperation(Model& m, Desktop& d, float X, float Y, int16 code) {
 
 // The node nearest to a press, or false (with the warning shown) when it lies
 // outside the domain rectangle, edges included.
-bool PickNode(Model& m, Desktop& d, float X, float Y, int& node) {
+bool pickNode(Model& m, Desktop& d, float X, float Y, int& node) {
     const float px = gridLine(X, m.ElementSize) * m.ElementSize;
     const float py = gridLine(Y, m.ElementSize) * m.ElementSize;
     bool accepted = m.DomainDefined != 0 && m.DomainX1 <= px && px <= m.DomainX2 &&
@@ -139,6 +139,10 @@ bool PickNode(Model& m, Desktop& d, float X, float Y, int& node) {
 }
 
 } // namespace
+
+void StopEditing(Model& m) {
+    m.EditMode = kEditNothing;
+}
 
 int16 NearestGridLine(float v, float size) {
     return roundToInt16(gridLine(v, size), "a grid line number");
@@ -251,24 +255,24 @@ void DesignDomainSet(Model& m, Desktop& d, float X, float Y) {
 }
 
 void AddDesignElements(Model& m, Desktop& d, float X, float Y) {
-    RectangleOperation(m, d, X, Y, kCellDesign);
+    rectangleOperation(m, d, X, Y, kCellDesign);
 }
 
 void AddNonDesignElements(Model& m, Desktop& d, float X, float Y) {
-    RectangleOperation(m, d, X, Y, kCellNonDesign);
+    rectangleOperation(m, d, X, Y, kCellNonDesign);
 }
 
 void RemoveElements(Model& m, Desktop& d, float X, float Y) {
-    RectangleOperation(m, d, X, Y, kCellEmpty);
+    rectangleOperation(m, d, X, Y, kCellEmpty);
 }
 
 void DeleteDesignDomain(Model& m, Desktop& d, float X, float Y) {
-    RectangleOperation(m, d, X, Y, kCellCutOut);
+    rectangleOperation(m, d, X, Y, kCellCutOut);
 }
 
 void FreedomSet(Model& m, Desktop& d, float X, float Y) {
     int node = 0;
-    if (!PickNode(m, d, X, Y, node)) {
+    if (!pickNode(m, d, X, Y, node)) {
         return;
     }
     // Both flags are written, so a new kind replaces the old one.
@@ -297,7 +301,7 @@ void FreedomSet(Model& m, Desktop& d, float X, float Y) {
 
 void LoadSet(Model& m, Desktop& d, float X, float Y) {
     int node = 0;
-    if (!PickNode(m, d, X, Y, node)) {
+    if (!pickNode(m, d, X, Y, node)) {
         m.ClickCount = 0;
         return;
     }

@@ -29,10 +29,16 @@ enum EditCode : int16 {
     kEditFree = 14,
 };
 
+// Form_Load of the settings dialogs (frmAppliedLoad, frmFreedom, frmWidth,
+// frmMaterial, frmController): EditMode = 0, so a click on the canvas does nothing
+// while settings change. The main window calls it before showing one of them.
+void StopEditing(Model& m);
+
 // The nearest grid line to a coordinate: floor(v / size + 0.5), halves up.
 int16 NearestGridLine(float v, float size);
 
-// lblMouseXY: "x = -350mm  y = 120mm" (whole numbers, halves away from zero).
+// picCanvas_MouseMove's caption of lblMouseXY: "x = -350mm  y = 120mm" (whole numbers, halves away
+// from zero).
 std::string MouseText(float X, float Y);
 
 // picCanvas_MouseDown: each test of EditMode in turn (not an else-chain), any

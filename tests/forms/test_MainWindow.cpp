@@ -93,6 +93,29 @@ TEST_F(MainWindowTest, StartUpCaptionsLayoutAndMoveOrigin) {
     EXPECT_EQ(window.picColorBar->width(), legendWidth());
 }
 
+TEST_F(MainWindowTest, SettingsDialogsStopTheCanvasEditingAndTheOthersDoNot) {
+    // Each menu opens its dialog modally; it is cancelled as soon as it shows.
+    const auto openAndCancel = [](QAction* item) {
+        QTimer::singleShot(0, [] {
+            if (auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget())) {
+                dialog->reject();
+            }
+        });
+        item->trigger();
+    };
+    for (QAction* item : {window.mnuWidth, window.mnuMaterial, window.mnuFreedom,
+                          window.mnuAppliedLoad, window.mnuDrivingParameter}) {
+        m.EditMode = kEditMoveOrigin;
+        openAndCancel(item);
+        EXPECT_EQ(m.EditMode, kEditNothing) << item->text().toStdString();
+    }
+    for (QAction* item : {window.mnuShape, window.mnuImageIndicator, window.mnuValueIndicator}) {
+        m.EditMode = kEditMoveOrigin;
+        openAndCancel(item);
+        EXPECT_EQ(m.EditMode, kEditMoveOrigin) << item->text().toStdString();
+    }
+}
+
 TEST_F(MainWindowTest, MouseIsReadOutAndAnyButtonPressIsDispatched) {
     QTest::mouseMove(canvas, canvas->toPixels(-355, 115).toPoint()); // a pixel is under 3 mm
     QApplication::processEvents();

@@ -196,22 +196,6 @@ TEST(Window, SummaryMouseTextAndLayoutRoundAsWritten) {
     Model m;
     m.ElementSize = 12.5f;
     EXPECT_EQ(SummaryText(m), "Width = 2000mm  Element Size = 12.5mm");
-    const struct {
-        double h, w;
-        std::vector<int> boxes; // canvas height, label top, legend width, canvas width
-    } cases[] = {
-        {1350, 8085, {1050, 1120, 275, 7810}},   // 1050 / 21 x 5.5 = 275 exactly
-        {1350.5, 8085, {1050, 1120, 275, 7810}}, // 1050.5 and 1120.5 go to even
-        {363, 1000, {63, 133, 16, 984}},         // 16.5 -> 16
-        {321, 1000, {21, 91, 6, 994}},           // 5.5 -> 6
-    };
-    for (const auto& c : cases) {
-        const LayoutBoxes b = ComputeLayout(c.h, c.w);
-        EXPECT_EQ((std::vector<int>{b.canvasHeight, b.labelTop, b.colorBarWidth, b.canvasWidth}),
-                  c.boxes)
-            << c.h;
-    }
-    EXPECT_THROW(ComputeLayout(40000, 1000), OverflowFault);
 }
 
 TEST_F(Ui, ClearModelEmptiesTheGeometryAndClosesOnlyARecordingHistory) {

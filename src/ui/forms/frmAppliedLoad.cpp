@@ -40,7 +40,6 @@ frmAppliedLoad::frmAppliedLoad(Model& m, Desktop& d, QWidget* parent)
     txtLoadY->setMinimumWidth(120);
     setMinimumWidth(280);
 
-    m_.EditMode = 0;
     optLoadOff->setChecked(true);
     txtLoadX->setText(qText(formatGeneral(m_.LoadFx)));
     txtLoadY->setText(qText(formatGeneral(m_.LoadFy)));

@@ -46,7 +46,6 @@ frmController::frmController(Model& m, Desktop& d, QWidget* parent)
     }
     setMinimumWidth(300);
 
-    m_.EditMode = 0;
     const ParameterTexts texts = ParameterTextsOf(m_);
     txtDpStress->setText(qText(texts.stressTarget));
     txtDpEpsilon->setText(qText(texts.epsilon));

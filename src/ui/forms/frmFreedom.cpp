@@ -30,7 +30,6 @@ frmFreedom::frmFreedom(Model& m, Desktop& d, QWidget* parent) : QDialog(parent),
     setMinimumWidth(280);
 
     // Opening the dialog ends any editing on the canvas, so Cancel leaves it inert.
-    m_.EditMode = 0;
     optFree->setChecked(true);
 
     connect(cmdOK, &QPushButton::clicked, this, &frmFreedom::cmdOK_Click);

@@ -8,6 +8,7 @@
 #include <QResizeEvent>
 #include <QWindowStateChangeEvent>
 
+#include "display/Layout.h"
 #include "ui/Commands.h"
 #include "ui/Editing.h"
 #include "ui/Window.h"
@@ -28,9 +29,9 @@ namespace quillane {
 
 namespace {
 
-// The first window's client area, 8085 x 5880 twips, at 15 twips to the pixel.
-constexpr int kInitialClientWidth = 539;
-constexpr int kInitialClientHeight = 392;
+// The first window's client area in pixels.
+constexpr int kInitialClientWidth = kFirstClientWidthTwips / kTwipsPerPixel;
+constexpr int kInitialClientHeight = kFirstClientHeightTwips / kTwipsPerPixel;
 // The labels' left edges and widths (5000 and 4000 twips wide, the second at 5300).
 constexpr int kUpDateWidth = 333;
 constexpr int kMouseXYLeft = 353;
@@ -95,7 +96,7 @@ void frmMain::buildMenus() {
     mnuGraphicArea = bar->addMenu("Graphic");
     mnuGraphicArea->setObjectName("mnuGraphicArea");
     mnuWidth = command(mnuGraphicArea, "Width and Mesh Density", "mnuWidth",
-                       [this] { showDialog<frmWidth>(); });
+                       [this] { showSettingsDialog<frmWidth>(); });
     mnuMoveOrigin =
         command(mnuGraphicArea, "Move Origin", "mnuMoveOrigin", [this] { MoveOrigin(model_); });
     separator(mnuGraphicArea, "separater3");
@@ -118,14 +119,14 @@ void frmMain::buildMenus() {
     mnuAnalysis = bar->addMenu("Parameter");
     mnuAnalysis->setObjectName("mnuAnalysis");
     mnuMaterial = command(mnuAnalysis, "Design Property", "mnuMaterial",
-                          [this] { showDialog<frmMaterial>(); });
+                          [this] { showSettingsDialog<frmMaterial>(); });
     mnuFreedom = command(mnuAnalysis, "Freedom Conditions", "mnuFreedom",
-                         [this] { showDialog<frmFreedom>(); });
+                         [this] { showSettingsDialog<frmFreedom>(); });
     mnuAppliedLoad = command(mnuAnalysis, "Applied Load", "mnuAppliedLoad",
-                             [this] { showDialog<frmAppliedLoad>(); });
+                             [this] { showSettingsDialog<frmAppliedLoad>(); });
     // The caption's spelling is the program's own.
     mnuDrivingParameter = command(mnuAnalysis, "Optimizaion Parameter", "mnuDrivingParameter",
-                                  [this] { showDialog<frmController>(); });
+                                  [this] { showSettingsDialog<frmController>(); });
 
     mnuStressAnalysis = bar->addAction("FEA");
     mnuStressAnalysis->setObjectName("mnuStressAnalysis");
@@ -135,6 +136,11 @@ void frmMain::buildMenus() {
     mnuOptimization = bar->addAction("Optimization");
     mnuOptimization->setObjectName("mnuOptimization");
     connect(mnuOptimization, &QAction::triggered, this, [this] { showDialog<frmOptimization>(); });
+}
+
+template <class Dialog> void frmMain::showSettingsDialog() {
+    StopEditing(model_);
+    showDialog<Dialog>();
 }
 
 template <class Dialog> void frmMain::showDialog() {

@@ -88,6 +88,8 @@ class frmMain : public QMainWindow, public Desktop {
     void handle(const std::function<void()>& handler);
     void refreshPictures();
     template <class Dialog> void showDialog();
+    // The dialogs that change settings stop the canvas editing first.
+    template <class Dialog> void showSettingsDialog();
 
     void picCanvas_MouseDown(float x, float y);
     void picCanvas_MouseMove(float x, float y);

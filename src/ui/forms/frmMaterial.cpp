@@ -45,7 +45,6 @@ frmMaterial::frmMaterial(Model& m, Desktop& d, QWidget* parent) : QDialog(parent
     }
     setMinimumWidth(320);
 
-    m_.EditMode = 0;
     txtThickness->setText(qText(formatGeneral(m_.Thickness)));
     txtEmod->setText(qText(formatGeneral(m_.YoungModulus)));
     txtPoison->setText(qText(formatGeneral(m_.PoissonRatio)));

@@ -39,7 +39,6 @@ frmWidth::frmWidth(Model& m, Desktop& d, QWidget* parent) : QDialog(parent), m_(
     setMinimumWidth(300);
 
     // The design-time "1000" never shows: the present values replace it.
-    m_.EditMode = 0;
     txtWidth->setText(qText(formatGeneral(m_.DomainWidth)));
     txtUnitGrid->setText(qText(formatGeneral(m_.ElementSize)));
 
