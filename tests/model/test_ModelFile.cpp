@@ -13,8 +13,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "support/ModelBuilders.h"
-
 using namespace quillane;
 namespace fs = std::filesystem;
 
@@ -35,19 +33,55 @@ std::string join(const std::vector<std::string>& records, const std::string& sep
     return out;
 }
 
+// A grid of rows x columns cells of `size` with its lower-left corner at (x0, y0),
+// every cell `code`, numbered as the domain set-up numbers it: nodes row by row from
+// the lower left, elements counter-clockwise from their lower-left node.
+Model gridModel(int rows, int columns, float size, int16 code, float x0 = 0.0f, float y0 = 0.0f) {
+    Model m;
+    m.ElementSize = size;
+    std::tie(m.DomainX1, m.DomainY1) = std::tuple(x0, y0);
+    m.DomainX2 = x0 + static_cast<float>(columns) * size;
+    m.DomainY2 = y0 + static_cast<float>(rows) * size;
+    m.CellRowCount = static_cast<int16>(rows);
+    m.CellColumnCount = static_cast<int16>(columns);
+    m.NodeCount = static_cast<int16>((rows + 1) * (columns + 1));
+    m.ElementCount = static_cast<int16>(rows * columns);
+    SizeGridArrays(m);
+    for (int i = 1; i <= rows + 1; ++i) {
+        for (int j = 1; j <= columns + 1; ++j) {
+            const int k = (columns + 1) * (i - 1) + j;
+            m.NodeXY(k, 1) = x0 + static_cast<float>(j - 1) * size;
+            m.NodeXY(k, 2) = y0 + static_cast<float>(i - 1) * size;
+        }
+    }
+    for (int i = 1; i <= rows; ++i) {
+        for (int j = 1; j <= columns; ++j) {
+            const int e = (i - 1) * columns + j;
+            const int n0 = (columns + 1) * (i - 1) + j;
+            const int corners[] = {n0, n0 + 1, n0 + columns + 2, n0 + columns + 1};
+            for (int c = 0; c < 4; ++c) {
+                m.ElementNodes(e, c + 1) = static_cast<int16>(corners[c]);
+            }
+            m.CellState(i, j) = code;
+        }
+    }
+    m.DomainDefined = -1;
+    return m;
+}
+
 // 3 columns by 2 rows with every kind of cell, a few supports and loads, and values
 // that need all their digits.
 Model sampleModel() {
-    Model m = support::makePlate(2, 3, 100.0f, kCellDesign, -200.0f, -100.0f);
+    Model m = gridModel(2, 3, 100.0f, kCellDesign, -200.0f, -100.0f);
     m.DomainDefined = 0;
     std::tie(m.DomainWidth, m.OriginFracX, m.OriginFracY) = std::tuple(1234.5f, 0.3f, 0.7f);
     const int16 states[] = {1, 2, -3, 0, 1, 2};
     for (int c = 0; c < 6; ++c) {
         m.CellState(c / 3 + 1, c % 3 + 1) = states[c];
     }
-    support::fixNode(m, 1, true, true);
+    std::tie(m.NodeFreedom(1, 1), m.NodeFreedom(1, 2)) = std::tuple(int16{1}, int16{1});
     m.NodeFreedom(4, 2) = -1;
-    support::loadNode(m, 12, 1234.5678, -0.001);
+    std::tie(m.NodeLoad(12, 1), m.NodeLoad(12, 2)) = std::tuple(1234.5678, -0.001);
     m.NodeLoad(7, 2) = 1.0 / 3.0;
     std::tie(m.YoungModulus, m.PoissonRatio, m.Thickness) = std::tuple(70000.0, 0.33, 2.5);
     // 1/3 needs more than 7 digits: it comes back at single precision
@@ -183,7 +217,7 @@ TEST_F(ModelFileTest, ModelWithoutDomainSavesInSevenLinesButCannotBeOpened) {
 
 TEST_F(ModelFileTest, FailedOpensLeaveWhatWasReadBeforeThem) {
     // The old model: another grid and other parameters, while history records.
-    Model m = support::makePlate(1, 1, 100.0f, kCellEmpty);
+    Model m = gridModel(1, 1, 100.0f, kCellEmpty);
     std::tie(m.DomainDefined, m.StressTarget, m.ViewRight, m.HistoryRecording) =
         std::tuple(int16{0}, 99.0f, 7.0f, int16{-1});
     // Cut in the middle of the node records: line 18 keeps two of its fields.
