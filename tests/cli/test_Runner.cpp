@@ -134,11 +134,13 @@ TEST_F(RunnerTest, FileFailuresExitWithThreeAndRunTimeFaultsWithFour) {
         {{"run", kTiny, "--png", nowhere}, 3, "cannot draw pictures"}};
     for (const auto& [args, code, word] : cases) {
         const Outcome o = run(args);
-        EXPECT_TRUE(o.code == code && o.err.find(word) != std::string::npos) << o.err;
+        EXPECT_EQ(o.code, code) << o.err;
+        EXPECT_NE(o.err.find(word), std::string::npos) << o.err;
     }
     const Outcome failed = run({"run", kTiny, "--png", nowhere},
                                [](auto&, auto&) { return std::string("disk full"); });
-    EXPECT_TRUE(failed.code == 3 && failed.err.find("disk full") != std::string::npos);
+    EXPECT_EQ(failed.code, 3);
+    EXPECT_NE(failed.err.find("disk full"), std::string::npos);
 }
 
 TEST(RunnerUsage, BadArgumentsExitWithTwo) {
@@ -154,11 +156,13 @@ TEST(RunnerUsage, BadArgumentsExitWithTwo) {
             args.push_back(word == "M" ? kTiny : word);
         }
         const Outcome o = run(args);
-        EXPECT_TRUE(o.code == 2 && o.out.empty() && o.err.find(kUsage) != std::string::npos)
-            << line << ": " << o.err;
+        EXPECT_EQ(o.code, 2) << line << ": " << o.err;
+        EXPECT_TRUE(o.out.empty()) << line << ": " << o.err;
+        EXPECT_NE(o.err.find(kUsage), std::string::npos) << line << ": " << o.err;
     }
     const Outcome help = run({"--help"});
-    EXPECT_TRUE(help.code == 0 && help.out.find(kUsage) != std::string::npos);
+    EXPECT_EQ(help.code, 0);
+    EXPECT_NE(help.out.find(kUsage), std::string::npos);
     EXPECT_EQ(run({"--version"}).out, quillane::cli::VersionText() + "\n");
 }
 

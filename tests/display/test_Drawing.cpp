@@ -98,7 +98,8 @@ TEST(ColorScale, TableAndLegend) {
     EXPECT_EQ(printed(bar), std::vector<std::string>{"Potential"});
     const auto fills = pick(ops, DrawOp::FilledBox);
     const auto outlines = pick(ops, DrawOp::Box, PaletteColor(1));
-    ASSERT_TRUE(fills.size() == 16 && outlines.size() == 16);
+    ASSERT_EQ(fills.size(), 16u);
+    ASSERT_EQ(outlines.size(), 16u);
     for (std::size_t i = 0; i < 16; ++i) {
         const Rgb& c = ramp[i];
         EXPECT_EQ(m.ColorTable[i], (std::array<int16, 3>{c.r, c.g, c.b})) << i;
@@ -191,7 +192,8 @@ TEST(Canvas, LoadArrowsFollowTheForceSignAndSupportsGetTheirSymbols) {
         const auto drawn = pick(canvas.sinceClear(), DrawOp::Line, PaletteColor(1));
         ASSERT_EQ(drawn.size(), 8u);
         for (std::size_t k = 0; k < 8; ++k) {
-            EXPECT_TRUE(at(drawn[k]) == symbols[k] && drawn[k].width == 1) << k;
+            EXPECT_EQ(at(drawn[k]), symbols[k]) << k;
+            EXPECT_EQ(drawn[k].width, 1) << k;
         }
     }
 }

@@ -65,9 +65,10 @@ void expectSameAsDenseReference(Model& m) {
         return array.size() == vector.size() &&
                std::memcmp(array.data(), vector.data(), vector.size() * sizeof(vector[0])) == 0;
     };
-    EXPECT_TRUE(
-        same(m.UpperCount, expected.UpperCount) && same(m.UpperColumn, expected.UpperColumn) &&
-        same(m.UpperValue, expected.UpperValue) && same(m.DiagonalValue, expected.DiagonalValue));
+    EXPECT_TRUE(same(m.UpperCount, expected.UpperCount));
+    EXPECT_TRUE(same(m.UpperColumn, expected.UpperColumn));
+    EXPECT_TRUE(same(m.UpperValue, expected.UpperValue));
+    EXPECT_TRUE(same(m.DiagonalValue, expected.DiagonalValue));
     for (int i = 1; i <= m.EquationCount; ++i) {
         EXPECT_EQ(bits(m.SolutionVector(i)), bits(0.0)) << i;
     }

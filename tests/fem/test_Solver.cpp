@@ -77,7 +77,8 @@ TEST(Solver, SameBitsAsTheLiteralMethodAndTheDirectSolution) {
         const Array2<int16> column = m.UpperColumn;
         const SolverReport report = SolveEquations(m, kSolverTolerance);
         // The second transposition leaves an ascending upper store as it was.
-        EXPECT_TRUE(m.UpperCount == count && m.UpperColumn == column);
+        EXPECT_EQ(m.UpperCount, count);
+        EXPECT_EQ(m.UpperColumn, column);
         EXPECT_EQ(report.iterations, expected.iterations);
         EXPECT_EQ(report.converged, expected.converged);
         EXPECT_EQ(bits(report.residualRatio), bits(expected.residualRatio));

@@ -42,7 +42,8 @@ void expectModes(Model& m, Desktop& d, const char* title, QRadioButton* Form::*i
         for (QPushButton* Form::*button : {cancel, &Form::cmdOK}) {
             m.*field = start;
             Form form(m, d);
-            EXPECT_TRUE(form.windowTitle() == title && (form.*initial)->isChecked());
+            EXPECT_EQ(form.windowTitle(), title);
+            EXPECT_TRUE((form.*initial)->isChecked());
             form.show();
             (form.*options.begin()[i])->click();
             (form.*button)->click();
@@ -97,43 +98,53 @@ TEST_F(Dialogs, FieldsShowTheValuesInUseAreStoredOnOKOnlyAndRefusalsKeepThemOpen
     using L = frmAppliedLoad;
     expectFields<L>(m, d, "Applied Load", &L::cmdExit, {&L::txtLoadX, &L::txtLoadY}, {"0", "0"},
                     {"10", "-5"});
-    EXPECT_TRUE(m.LoadFx == 10.0 && m.LoadFy == -5.0);
+    EXPECT_EQ(m.LoadFx, 10.0);
+    EXPECT_EQ(m.LoadFy, -5.0);
     using M = frmMaterial; // an unreadable ratio is taken as 0
     expectFields<M>(m, d, "Design Property", &M::cmdExit,
                     {&M::txtEmod, &M::txtThickness, &M::txtPoison}, {"210000", "1", "0.3"},
                     {"70000", "2.5", "x"});
-    EXPECT_TRUE(m.YoungModulus == 70000.0 && m.Thickness == 2.5 && m.PoissonRatio == 0.0);
+    EXPECT_EQ(m.YoungModulus, 70000.0);
+    EXPECT_EQ(m.Thickness, 2.5);
+    EXPECT_EQ(m.PoissonRatio, 0.0);
     using C = frmController;
     expectFields<C>(m, d, "Optimization Parameter", &C::cmdExit,
                     {&C::txtDpStress, &C::txtDpEpsilon, &C::txtDpLambda}, {"0", "1", "0.05"},
                     {"120", "2.5", "0.1"});
-    EXPECT_TRUE(m.StressTarget == 120.0f && m.Epsilon == 2 && m.Lambda == 0.1f);
+    EXPECT_EQ(m.StressTarget, 120.0f);
+    EXPECT_EQ(m.Epsilon, 2);
+    EXPECT_EQ(m.Lambda, 0.1f);
     using W = frmWidth;
     expectFields<W>(m, d, "Width and Mesh Density", &W::cmdCancel, {&W::txtWidth, &W::txtUnitGrid},
                     {"2000", "100"}, {"1000", "50"});
-    EXPECT_TRUE(m.DomainWidth == 1000.0f && m.ElementSize == 50.0f);
+    EXPECT_EQ(m.DomainWidth, 1000.0f);
+    EXPECT_EQ(m.ElementSize, 50.0f);
 
     frmMaterial material(m, d);
     EXPECT_EQ(material.lblEmod->text() + material.lblPoison->text(),
               "Modulus of Elasticity: Poissons Ratio: ");
     frmAppliedLoad load(m, d);
     EXPECT_EQ(load.lblLoadX->text() + load.lblLoadY->text(), "Force-X: Force-Y: ");
-    EXPECT_TRUE(load.optLoadOff->isChecked() && load.txtLoadY->text() == "-5");
+    EXPECT_TRUE(load.optLoadOff->isChecked());
+    EXPECT_EQ(load.txtLoadY->text(), "-5");
     load.optLoadOn->click();
     load.cmdOK->click();
-    EXPECT_TRUE(m.EditMode == 4 && d.messages.empty()); // the loads are placed by clicks next
+    EXPECT_EQ(m.EditMode, 4); // the loads are placed by clicks next
+    EXPECT_TRUE(d.messages.empty());
 
     // Refused values keep the dialog open for a correction.
     frmWidth width(m, d);
     width.show();
     width.txtUnitGrid->setText("0");
     width.cmdOK->click();
-    EXPECT_TRUE(outcome(width) == Open && m.ElementSize == 50.0f);
+    EXPECT_EQ(outcome(width), Open);
+    EXPECT_EQ(m.ElementSize, 50.0f);
     frmController controller(m, d);
     controller.show();
     controller.txtDpEpsilon->setText("40000"); // beyond 16 bits: a fault, reported
     controller.cmdOK->click();
-    EXPECT_TRUE(outcome(controller) == Open && d.messages.size() == 2u);
+    EXPECT_EQ(outcome(controller), Open);
+    EXPECT_EQ(d.messages.size(), 2u);
 }
 
 TEST_F(Dialogs, OnAnAnalysedModelGraphicsSwitchesTheMapAndOptimizationRunsTheTimer) {
@@ -150,18 +161,27 @@ TEST_F(Dialogs, OnAnAnalysedModelGraphicsSwitchesTheMapAndOptimizationRunsTheTim
               "OptimizationBit by BitAutomatic_Start");
     form.show();
     form.cmdAutoStart->click();
-    EXPECT_TRUE(d.timerInterval == 1 && m.AutoOptimize == -1 && d.busy);
+    EXPECT_EQ(d.timerInterval, 1);
+    EXPECT_EQ(m.AutoOptimize, -1);
+    EXPECT_TRUE(d.busy);
     form.cmdAutoStop->click();
-    EXPECT_TRUE(d.timerInterval == 0 && m.AutoOptimize == 0 && !d.busy);
+    EXPECT_EQ(d.timerInterval, 0);
+    EXPECT_EQ(m.AutoOptimize, 0);
+    EXPECT_FALSE(d.busy);
     form.cmdManual->click(); // one step at once, the flag left set
-    EXPECT_TRUE(m.StepCount == 1 && m.AutoOptimize == -1 && !d.busy);
-    EXPECT_TRUE(outcome(form) == Open && d.messages.empty());
+    EXPECT_EQ(m.StepCount, 1);
+    EXPECT_EQ(m.AutoOptimize, -1);
+    EXPECT_FALSE(d.busy);
+    EXPECT_EQ(outcome(form), Open);
+    EXPECT_TRUE(d.messages.empty());
     for (int way = 0; way < 2; ++way) { // Cancel or closing the window
         frmOptimization leaving(m, d);
         leaving.show();
         leaving.cmdAutoStart->click();
         way == 0 ? leaving.cmdCancel->click() : (void)leaving.close();
-        EXPECT_TRUE(outcome(leaving) == Rejected && d.timerInterval == 0 && m.AutoOptimize == 0);
+        EXPECT_EQ(outcome(leaving), Rejected);
+        EXPECT_EQ(d.timerInterval, 0);
+        EXPECT_EQ(m.AutoOptimize, 0);
     }
 }
 
@@ -185,17 +205,21 @@ TEST_F(Dialogs, SaveThenOpenThroughTheFileDialogs) {
     dialog.setFolder(dir.path());
     dialog.txtFileName->setText("missing.model");
     dialog.cmdOpen->click();
-    EXPECT_TRUE(outcome(dialog) == Open && d.messages.size() == 1u &&
-                d.messages[0].title == "データ読込");
+    EXPECT_EQ(outcome(dialog), Open);
+    ASSERT_EQ(d.messages.size(), 1u);
+    EXPECT_EQ(d.messages[0].title, "データ読込");
 
     // A click on a listed file chooses it, a double click opens it (a real double
     // click starts with a press, which the list needs to see).
     ASSERT_EQ(dialog.File1->count(), 1);
     const QPoint at = dialog.File1->visualItemRect(dialog.File1->item(0)).center();
     QTest::mouseClick(dialog.File1->viewport(), Qt::LeftButton, {}, at);
-    EXPECT_TRUE(dialog.txtFileName->text() == "plate.model" && outcome(dialog) == Open);
+    EXPECT_EQ(dialog.txtFileName->text(), "plate.model");
+    EXPECT_EQ(outcome(dialog), Open);
     QTest::mouseDClick(dialog.File1->viewport(), Qt::LeftButton, {}, at);
-    EXPECT_TRUE(outcome(dialog) == Accepted && d.messages.size() == 1u && d.title == kOpenedTitle);
+    EXPECT_EQ(outcome(dialog), Accepted);
+    EXPECT_EQ(d.messages.size(), 1u);
+    EXPECT_EQ(d.title, kOpenedTitle);
     EXPECT_EQ(opened.NodeCount, m.NodeCount); // the contents are checked in the ui layer
     // The next dialog starts in the folder of the file last used.
     EXPECT_EQ(frmOpen(opened, d).folder(), dir.path());

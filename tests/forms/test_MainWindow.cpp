@@ -44,8 +44,10 @@ struct MainWindowTest : ::testing::Test {
 TEST_F(MainWindowTest, StartUpCaptionsLayoutAndMoveOrigin) {
     EXPECT_EQ(window.windowTitle().toStdString(), kMainTitle);
     EXPECT_EQ(window.lblUpDate->text().toStdString(), "Width = 2000mm  Element Size = 100mm");
-    EXPECT_FALSE(window.mnuOptimization->isEnabled() || window.mnuHistory->isEnabled());
-    EXPECT_TRUE(window.mnuStressAnalysis->isEnabled() && !window.tmrOpt->isActive());
+    EXPECT_FALSE(window.mnuOptimization->isEnabled());
+    EXPECT_FALSE(window.mnuHistory->isEnabled());
+    EXPECT_TRUE(window.mnuStressAnalysis->isEnabled());
+    EXPECT_FALSE(window.tmrOpt->isActive());
     QStringList captions; // the menu bar, each menu after its title; a spelling kept
     for (QAction* top : window.menuBar()->actions()) {
         captions << top->text();
@@ -68,9 +70,11 @@ TEST_F(MainWindowTest, StartUpCaptionsLayoutAndMoveOrigin) {
 
     const int ch = canvas->height();
     const int w = canvas->width();
-    EXPECT_TRUE(window.picColorBar->width() == legendWidth() && window.picColorBar->x() == w &&
-                w + legendWidth() == window.centralWidget()->width());
-    EXPECT_TRUE(ch < window.centralWidget()->height() && window.lblUpDate->y() >= ch);
+    EXPECT_EQ(window.picColorBar->width(), legendWidth());
+    EXPECT_EQ(window.picColorBar->x(), w);
+    EXPECT_EQ(w + legendWidth(), window.centralWidget()->width());
+    EXPECT_LT(ch, window.centralWidget()->height());
+    EXPECT_GE(window.lblUpDate->y(), ch);
     // One millimetre is as long in y as in x, the origin in the centre.
     EXPECT_FLOAT_EQ(m.DomainHeight, static_cast<float>(2000.0 * ch / w));
     const QPointF topLeft = canvas->toUser(QPointF(0, 0));
@@ -127,10 +131,13 @@ TEST_F(MainWindowTest, MouseIsReadOutAndAnyButtonPressIsDispatched) {
     m.EditMode = kEditDomain;
     QTest::mouseClick(canvas, Qt::LeftButton, {}, canvas->toPixels(-449, -260).toPoint());
     QTest::mouseClick(canvas, Qt::RightButton, {}, canvas->toPixels(251, 240).toPoint());
-    EXPECT_TRUE(m.DomainDefined == -1 && m.EditMode == 0);
+    EXPECT_EQ(m.DomainDefined, -1);
+    EXPECT_EQ(m.EditMode, 0);
     EXPECT_EQ((std::vector<float>{m.DomainX1, m.DomainY1, m.DomainX2, m.DomainY2}),
               (std::vector<float>{-400, -300, 300, 200}));
-    EXPECT_TRUE(m.ElementCount == 35 && m.NodeCount == 48 && messages.empty());
+    EXPECT_EQ(m.ElementCount, 35);
+    EXPECT_EQ(m.NodeCount, 48);
+    EXPECT_TRUE(messages.empty());
 }
 
 TEST_F(MainWindowTest, FaultThenAnalysisStepsCopyAndClearThroughTheWindow) {
@@ -139,7 +146,8 @@ TEST_F(MainWindowTest, FaultThenAnalysisStepsCopyAndClearThroughTheWindow) {
     window.mnuStressAnalysis->trigger();
     ASSERT_EQ(messages.size(), 1u);
     EXPECT_EQ(QApplication::overrideCursor(), nullptr);
-    EXPECT_TRUE(!window.tmrOpt->isActive() && m.AutoOptimize == 0);
+    EXPECT_FALSE(window.tmrOpt->isActive());
+    EXPECT_EQ(m.AutoOptimize, 0);
     messages.clear();
     // The program goes on: completed to a 4 x 2 cantilever, it is analysed.
     clicks(kEditAddDesign, {{-150, -50}, {150, 50}});
@@ -149,14 +157,16 @@ TEST_F(MainWindowTest, FaultThenAnalysisStepsCopyAndClearThroughTheWindow) {
     window.mnuStressAnalysis->trigger();
     ASSERT_TRUE(messages.empty()) << messages.front();
     EXPECT_TRUE(window.lblUpDate->text().startsWith("  Volume = "));
-    EXPECT_TRUE(window.mnuOptimization->isEnabled() && window.mnuHistory->isEnabled());
+    EXPECT_TRUE(window.mnuOptimization->isEnabled());
+    EXPECT_TRUE(window.mnuHistory->isEnabled());
 
     window.mnuHistory->trigger();
     AutomaticStart(m, window);
     EXPECT_TRUE(window.tmrOpt->isActive());
     QTRY_VERIFY_WITH_TIMEOUT(m.StepCount >= 3, 10000);
     AutomaticStop(m, window);
-    EXPECT_TRUE(!window.tmrOpt->isActive() && QApplication::overrideCursor() == nullptr);
+    EXPECT_FALSE(window.tmrOpt->isActive());
+    EXPECT_EQ(QApplication::overrideCursor(), nullptr);
     EXPECT_TRUE(window.lblUpDate->text().endsWith(QString::number(m.StepCount - 1) + "step"))
         << window.lblUpDate->text().toStdString();
     EXPECT_TRUE(QFile::exists(folder.filePath("History.tmp")));
@@ -167,7 +177,9 @@ TEST_F(MainWindowTest, FaultThenAnalysisStepsCopyAndClearThroughTheWindow) {
               canvas->surface().image().convertToFormat(QImage::Format_RGB32));
     EXPECT_EQ(m.HistoryRecording, -1);
     window.mnuClear->trigger();
-    EXPECT_TRUE(m.HistoryRecording == 0 && m.DomainDefined == 0 && m.NodeCount == 0);
+    EXPECT_EQ(m.HistoryRecording, 0);
+    EXPECT_EQ(m.DomainDefined, 0);
+    EXPECT_EQ(m.NodeCount, 0);
     EXPECT_FALSE(window.mnuOptimization->isEnabled());
     clicks(kEditFixX, {{0, 0}});
     ASSERT_EQ(messages.size(), 1u);

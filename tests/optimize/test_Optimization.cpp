@@ -152,13 +152,15 @@ TEST_F(HistoryTest, AnalysisThenThreeStepsGivesRecordsZeroZeroOneTwo) {
         EXPECT_EQ(crLfLines(history.path()), expected) << "after step " << step;
     }
     history.Close(m);
-    EXPECT_TRUE(m.HistoryRecording == 0 && !history.isOpen());
+    EXPECT_EQ(m.HistoryRecording, 0);
+    EXPECT_FALSE(history.isOpen());
 }
 
 TEST_F(HistoryTest, SecondStartIsRefusedAndStartAfterCloseEmptiesTheFile) {
     ASSERT_TRUE(history.Start(m));
     const std::string before = fileText(history.path());
-    EXPECT_TRUE(!history.Start(m) && m.HistoryRecording == -1);
+    EXPECT_FALSE(history.Start(m));
+    EXPECT_EQ(m.HistoryRecording, -1);
     EXPECT_EQ(fileText(history.path()), before);
     history.Close(m);
     m.StepCount = 12;
@@ -185,7 +187,8 @@ TEST_F(HistoryTest, StepAfter32767IsRecordedThenOverflowsWithTheStepDone) {
 TEST_F(HistoryTest, UncreatableFileRaisesWithTheFlagAlreadySet) {
     HistoryRecorder nowhere((dir / "no-such-directory/History.tmp").string());
     EXPECT_THROW(nowhere.Start(m), HistoryFileError);
-    EXPECT_TRUE(m.HistoryRecording == -1 && !nowhere.isOpen());
+    EXPECT_EQ(m.HistoryRecording, -1);
+    EXPECT_FALSE(nowhere.isOpen());
     EXPECT_FALSE(nowhere.Start(m)); // the flag stays up: "already recording"
 }
 

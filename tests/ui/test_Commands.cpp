@@ -80,15 +80,20 @@ TEST_F(Ui, DomainSetUpMarksTheFirstCornerThenBuildsTheMesh) {
     m.EditMode = kEditDomain;
     press(-449, -260);
     const auto& mark = d.canvasSurface.ops(); // circle of DomainWidth / 200, two strokes
-    ASSERT_TRUE(mark.size() == 3 && m.ClickCount == 1 && mark[0].color == PaletteColor(12));
+    ASSERT_EQ(mark.size(), 3u);
+    ASSERT_EQ(m.ClickCount, 1);
+    ASSERT_EQ(mark[0].color, PaletteColor(12));
     EXPECT_EQ(Values({mark[0].a, mark[0].b, mark[0].c, mark[1].a, mark[1].c, mark[2].b, mark[2].d}),
               Values({-400, -300, 10, -420, -380, -320, -280}));
     press(251, 240);
     EXPECT_EQ(domain(), Values({-400, 300, -300, 200}));
-    EXPECT_TRUE(m.NodeCount == 48 && m.CellState(5, 7) == kCellEmpty && m.DomainDefined == -1 &&
-                m.EditMode == kEditNothing && m.ClickCount == 0);
-    EXPECT_TRUE(d.canvasSurface.ofKind(DrawOp::Clear).size() == 1 &&
-                !d.canvasSurface.sinceClear().empty()); // redrawn, the mark gone
+    EXPECT_EQ(m.NodeCount, 48);
+    EXPECT_EQ(m.CellState(5, 7), kCellEmpty);
+    EXPECT_EQ(m.DomainDefined, -1);
+    EXPECT_EQ(m.EditMode, kEditNothing);
+    EXPECT_EQ(m.ClickCount, 0);
+    EXPECT_EQ(d.canvasSurface.ofKind(DrawOp::Clear).size(), 1u);
+    EXPECT_FALSE(d.canvasSurface.sinceClear().empty()); // redrawn, the mark gone
     clickTwice(kEditDomain, 251, 240, -449, -260);      // corners in the other order
     EXPECT_EQ(domain(), Values({-400, 300, -300, 200}));
 }
@@ -111,8 +116,10 @@ TEST_F(Ui, RefusedOrAbandonedDomainsKeepThePreviousOne) {
         clickTwice(kEditDomain, c.x1, 0, c.x2, c.y2);
         EXPECT_EQ(warnings(), Texts{c.message}) << c.x2;
         EXPECT_EQ(domain(), Values({-400, 300, -300, 200}));
-        EXPECT_TRUE(m.NodeCount == 48 && m.CellState(2, 3) == kCellNonDesign) << c.x2;
-        EXPECT_TRUE(m.ClickCount == 0 && m.EditMode == kEditDomain) << c.x2; // start again
+        EXPECT_EQ(m.NodeCount, 48) << c.x2;
+        EXPECT_EQ(m.CellState(2, 3), kCellNonDesign) << c.x2;
+        EXPECT_EQ(m.ClickCount, 0) << c.x2; // start again
+        EXPECT_EQ(m.EditMode, kEditDomain) << c.x2;
     }
     m.ElementSize = 100;
     press(-1500, 0); // a first corner only, then another tool is chosen
@@ -123,7 +130,8 @@ TEST_F(Ui, RefusedOrAbandonedDomainsKeepThePreviousOne) {
     for (const auto& [mode, message] :
          {std::pair{kEditAddDesign, kElementNotInDomain}, {kEditLoad, kNodeNotInDomain}}) {
         EXPECT_NO_THROW(clickTwice(mode, 0, 0, 0, 0)) << mode;
-        EXPECT_TRUE(warnings() == Texts(2, message) && m.ClickCount == 0) << mode;
+        EXPECT_EQ(warnings(), Texts(2, message)) << mode;
+        EXPECT_EQ(m.ClickCount, 0) << mode;
     }
 }
 
@@ -134,27 +142,38 @@ TEST_F(Ui, CellRectanglesInsideTheDomainInAnyCornerOrderLaterOnesOverwrite) {
     EXPECT_EQ(warnings(), Texts{kElementNotInDomain});
     d.canvasSurface.forget();
     press(-400, -250); // the left edge is column 1
-    EXPECT_TRUE(m.ClickCount == 1 && m.FirstCornerColumn == 1 && m.FirstCornerRow == 1);
+    EXPECT_EQ(m.ClickCount, 1);
+    EXPECT_EQ(m.FirstCornerColumn, 1);
+    EXPECT_EQ(m.FirstCornerRow, 1);
     const auto& ops = d.canvasSurface.ops(); // the cell marked, outlined in cyan
-    ASSERT_TRUE(ops.size() == 2 && ops[0].kind == DrawOp::FilledBox && ops[1].kind == DrawOp::Box);
-    EXPECT_TRUE(ops[0].color == PaletteColor(4) && ops[1].color == PaletteColor(3));
+    ASSERT_EQ(ops.size(), 2u);
+    ASSERT_EQ(ops[0].kind, DrawOp::FilledBox);
+    ASSERT_EQ(ops[1].kind, DrawOp::Box);
+    EXPECT_EQ(ops[0].color, PaletteColor(4));
+    EXPECT_EQ(ops[1].color, PaletteColor(3));
     EXPECT_EQ(Values({ops[1].a, ops[1].b, ops[1].c, ops[1].d}), Values({-400, -300, -300, -200}));
     EXPECT_EQ(m.CellState(1, 1), kCellEmpty); // nothing changes before the second click
     press(250, 200);                          // the top edge: refused, first corner kept
-    EXPECT_TRUE(m.ClickCount == 1 && warnings() == Texts{kElementNotInDomain});
+    EXPECT_EQ(m.ClickCount, 1);
+    EXPECT_EQ(warnings(), Texts{kElementNotInDomain});
     press(-250, -150);
-    EXPECT_TRUE(m.ClickCount == 0 && m.EditMode == kEditAddDesign);
-    EXPECT_TRUE(m.CellState(1, 1) == kCellDesign && m.CellState(2, 2) == kCellDesign &&
-                m.CellState(3, 2) == kCellEmpty && m.CellState(2, 3) == kCellEmpty);
+    EXPECT_EQ(m.ClickCount, 0);
+    EXPECT_EQ(m.EditMode, kEditAddDesign);
+    EXPECT_EQ(m.CellState(1, 1), kCellDesign);
+    EXPECT_EQ(m.CellState(2, 2), kCellDesign);
+    EXPECT_EQ(m.CellState(3, 2), kCellEmpty);
+    EXPECT_EQ(m.CellState(2, 3), kCellEmpty);
 
     clickTwice(kEditAddNonDesign, 150, 150, -350, -250); // second corner below and left
-    EXPECT_TRUE(m.CellState(1, 1) == kCellNonDesign && m.CellState(5, 6) == kCellNonDesign &&
-                m.CellState(5, 7) == kCellEmpty);
+    EXPECT_EQ(m.CellState(1, 1), kCellNonDesign);
+    EXPECT_EQ(m.CellState(5, 6), kCellNonDesign);
+    EXPECT_EQ(m.CellState(5, 7), kCellEmpty);
     for (const auto& [mode, state] : {std::pair{kEditAddDesign, kCellDesign},
                                       {kEditEmpty, kCellEmpty},
                                       {kEditCutOut, kCellCutOut}}) {
         clickTwice(mode, -50, 50, -50, 50); // one cell: clicked twice
-        EXPECT_TRUE(m.CellState(4, 4) == state && m.CellState(4, 3) == kCellNonDesign) << mode;
+        EXPECT_EQ(m.CellState(4, 4), state) << mode;
+        EXPECT_EQ(m.CellState(4, 3), kCellNonDesign) << mode;
     }
     EXPECT_TRUE(warnings().empty());
 }
@@ -165,12 +184,14 @@ TEST_F(Ui, SupportsLoadsAndTheirReadoutSnapToTheNearestNodeInsideTheDomain) {
          {std::tuple{kEditFixXY, 1, 1}, {kEditFixX, 1, 0}, {kEditFixY, 0, 1}, {kEditFree, 0, 0}}) {
         m.EditMode = mode;
         press(249, 151); // grid point (200, 200): node 47, both flags written
-        EXPECT_TRUE(m.NodeFreedom(47, 1) == fx && m.NodeFreedom(47, 2) == fy) << mode;
+        EXPECT_EQ(m.NodeFreedom(47, 1), fx) << mode;
+        EXPECT_EQ(m.NodeFreedom(47, 2), fy) << mode;
     }
     const auto freedom = m.NodeFreedom;
     m.EditMode = kEditFixXY;
     press(351, 0); // snaps to x = 400, beyond the domain
-    EXPECT_TRUE(warnings() == Texts{kNodeNotInDomain} && m.NodeFreedom == freedom);
+    EXPECT_EQ(warnings(), Texts{kNodeNotInDomain});
+    EXPECT_EQ(m.NodeFreedom, freedom);
     press(300, 200); // the corner node is on the boundary and accepted
     EXPECT_EQ(m.NodeFreedom(48, 2), 1);
 
@@ -178,13 +199,18 @@ TEST_F(Ui, SupportsLoadsAndTheirReadoutSnapToTheNearestNodeInsideTheDomain) {
     m.LoadFx = 10;
     m.LoadFy = -5;
     press(-350, -250); // midway in both: up and right to (-300, -200), node 10
-    EXPECT_TRUE(m.NodeLoad(10, 1) == 10 && m.NodeLoad(10, 2) == -5 && m.NodeLoad(1, 1) == 0);
+    EXPECT_EQ(m.NodeLoad(10, 1), 10);
+    EXPECT_EQ(m.NodeLoad(10, 2), -5);
+    EXPECT_EQ(m.NodeLoad(1, 1), 0);
     m.LoadFx = 3;
     press(-301, -199); // replaces, not adds
-    EXPECT_TRUE(m.NodeLoad(10, 1) == 3 && d.beeps == 2);
+    EXPECT_EQ(m.NodeLoad(10, 1), 3);
+    EXPECT_EQ(d.beeps, 2);
     m.ClickCount = 1;
     press(351, 0);
-    EXPECT_TRUE(warnings() == Texts{kNodeNotInDomain} && m.ClickCount == 0 && d.beeps == 2);
+    EXPECT_EQ(warnings(), Texts{kNodeNotInDomain});
+    EXPECT_EQ(m.ClickCount, 0);
+    EXPECT_EQ(d.beeps, 2);
     m.EditMode = kEditLoadValue;
     press(-290, -210);
     EXPECT_EQ(d.status, "Px = 3N  Py = -5N");
@@ -206,15 +232,20 @@ TEST_F(Ui, ClearModelEmptiesTheGeometryAndClosesOnlyARecordingHistory) {
     std::ofstream(file("History.tmp"), std::ios::binary) << "keep"; // not recording
     ClearModel(m, d);
     EXPECT_EQ(read("History.tmp"), "keep");
-    EXPECT_TRUE(m.EditMode == 0 && !d.resultMenusEnabled && m.DomainDefined == 0 &&
-                m.CellState.empty() && m.NodeXY.empty() && m.NodeLoad.empty());
+    EXPECT_EQ(m.EditMode, 0);
+    EXPECT_FALSE(d.resultMenusEnabled);
+    EXPECT_EQ(m.DomainDefined, 0);
+    EXPECT_TRUE(m.CellState.empty());
+    EXPECT_TRUE(m.NodeXY.empty());
+    EXPECT_TRUE(m.NodeLoad.empty());
     // Redrawn empty: the axes and 20 + 20 + 13 + 13 grid lines; the legend's title.
     EXPECT_EQ(d.canvasSurface.ofKind(DrawOp::Line).size(), 2u + 66);
     EXPECT_TRUE(printedText(d.barSurface, "stress(MPa)"));
     for (auto close : {ClearModel, ExitProgram}) {
         ASSERT_TRUE(d.history().Start(m));
         close(m, d);
-        EXPECT_TRUE(!d.history().isOpen() && m.HistoryRecording == 0);
+        EXPECT_FALSE(d.history().isOpen());
+        EXPECT_EQ(m.HistoryRecording, 0);
     }
 }
 
@@ -223,7 +254,9 @@ TEST(Commands, GuardReportsFaultsRestoresPointerAndStopsTheTimer) {
     test::FakeDesktop d;
     AutomaticStart(m, d);
     EXPECT_FALSE(RunGuarded(m, d, [&] { StressAnalysisCommand(m, d); }));
-    EXPECT_TRUE(!d.busy && m.AutoOptimize == 0 && d.timerInterval == 0);
+    EXPECT_FALSE(d.busy);
+    EXPECT_EQ(m.AutoOptimize, 0);
+    EXPECT_EQ(d.timerInterval, 0);
     ASSERT_EQ(d.messages.size(), 1u);
     EXPECT_EQ(d.messages[0].title, FloatingPointFault("x").title());
     EXPECT_EQ(d.messages[0].text.rfind("The calculation stopped: ", 0), 0u);
@@ -243,12 +276,16 @@ TEST(Commands, GuardReportsFaultsRestoresPointerAndStopsTheTimer) {
 
 TEST_F(Ui, AnalysisStepsAndHistoryRecordsZeroZeroOneTwo) {
     ApplyImageChoice(m, d, false); // no results yet: the choice only
-    EXPECT_TRUE(m.DisplayMode == 2 && d.canvasSurface.ops().empty() && d.barSurface.ops().empty());
+    EXPECT_EQ(m.DisplayMode, 2);
+    EXPECT_TRUE(d.canvasSurface.ops().empty());
+    EXPECT_TRUE(d.barSurface.ops().empty());
     m = makeCantilever(2, 4);
     d.resultMenusEnabled = false;
     m.EditMode = kEditLoad;
     StressAnalysisCommand(m, d);
-    EXPECT_TRUE(m.EditMode == 0 && d.resultMenusEnabled && d.messages.empty());
+    EXPECT_EQ(m.EditMode, 0);
+    EXPECT_TRUE(d.resultMenusEnabled);
+    EXPECT_TRUE(d.messages.empty());
     EXPECT_EQ(d.pointerChanges, (std::vector<bool>{true, false}));
     EXPECT_EQ(d.status, "  Volume = 8.00E+04mm^3");
     EXPECT_TRUE(printedText(d.barSurface, formatScientific(m.MinStress))); // the stress map
@@ -270,14 +307,16 @@ TEST_F(Ui, AnalysisStepsAndHistoryRecordsZeroZeroOneTwo) {
     std::istringstream history(read("History.tmp"));
     std::string line;
     for (const char* step : {"Iteration", "0,", "0,", "1,", "2,"}) {
-        EXPECT_TRUE(std::getline(history, line) && line.starts_with(step)) << line;
+        ASSERT_TRUE(std::getline(history, line)) << line;
+        EXPECT_TRUE(line.starts_with(step)) << line;
     }
 
     // A recorder that cannot write is reported and closed, so a new start may follow.
     test::FakeDesktop nowhere(file("missing/History.tmp"));
     Model other;
     EXPECT_FALSE(RunGuarded(other, nowhere, [&] { RecordHistory(other, nowhere); }));
-    EXPECT_TRUE(nowhere.messages.at(0).title == "History file" && other.HistoryRecording == 0);
+    EXPECT_EQ(nowhere.messages.at(0).title, "History file");
+    EXPECT_EQ(other.HistoryRecording, 0);
 }
 
 TEST_F(Ui, DialogsWarnWithoutADomainAndShowTheirValues) {
@@ -288,14 +327,17 @@ TEST_F(Ui, DialogsWarnWithoutADomainAndShowTheirValues) {
         ApplyShape(m, d, option);
     }
     ApplyFreedom(m, d, FreedomOption::FixXY);
-    EXPECT_TRUE(warnings() == Texts(5, kDomainFirst) && m.EditMode == 7 && m.ClickCount == 0);
+    EXPECT_EQ(warnings(), Texts(5, kDomainFirst));
+    EXPECT_EQ(m.EditMode, 7);
+    EXPECT_EQ(m.ClickCount, 0);
     ApplyShape(m, d, ShapeOption::DesignDomain); // needs none
     ApplyAppliedLoad(m, d, false, "10", "-5");   // loads off: the mode stays
-    EXPECT_TRUE(d.status == "x方向荷重成分 = 10N   y方向荷重成分 = -5N" &&
-                m.EditMode == kEditDomain);
+    EXPECT_EQ(d.status, "x方向荷重成分 = 10N   y方向荷重成分 = -5N");
+    EXPECT_EQ(m.EditMode, kEditDomain);
     ApplyAppliedLoad(m, d, true, "2.5kN", "abc"); // no domain yet: refused, still shown
     EXPECT_EQ(d.status, "x方向荷重成分 = 2.5N   y方向荷重成分 = 0N");
-    EXPECT_TRUE(warnings() == Texts{kDomainFirst} && m.EditMode == kEditDomain);
+    EXPECT_EQ(warnings(), Texts{kDomainFirst});
+    EXPECT_EQ(m.EditMode, kEditDomain);
     ApplyMaterial(m, d, "70000", "2.5", "x");
     EXPECT_EQ(d.status, "ヤング率 = 70000MPa  板厚 = 2.5mm  ポアソン比 = 0");
 
@@ -305,10 +347,13 @@ TEST_F(Ui, DialogsWarnWithoutADomainAndShowTheirValues) {
     EXPECT_EQ(d.canvasSurface.ofKind(DrawOp::Scale).back().a, -500.0);
     d.canvasSurface.forget();
     for (const auto& [width, size] : {std::pair{"0", "100"}, {"100", "-5"}}) {
-        EXPECT_TRUE(!ApplyWidth(m, d, width, size) && warnings() == Texts{kWidthNotPositive});
+        EXPECT_FALSE(ApplyWidth(m, d, width, size));
+        EXPECT_EQ(warnings(), Texts{kWidthNotPositive});
     }
-    EXPECT_TRUE(m.DomainWidth == 1000.0f && m.ElementSize == 50.0f && m.ViewRight == 500.0f &&
-                d.canvasSurface.ops().empty());
+    EXPECT_EQ(m.DomainWidth, 1000.0f);
+    EXPECT_EQ(m.ElementSize, 50.0f);
+    EXPECT_EQ(m.ViewRight, 500.0f);
+    EXPECT_TRUE(d.canvasSurface.ops().empty());
 }
 
 TEST_F(Ui, ModelFilesThroughTheDialogs) {
@@ -324,11 +369,15 @@ TEST_F(Ui, ModelFilesThroughTheDialogs) {
     StressAnalysisCommand(m, d);
     RecordHistory(m, d);
     ASSERT_TRUE(OpenModelCommand(m, d, dir.string() + "/", "plate.model"));
-    EXPECT_TRUE(m.CellState == saved.CellState && m.NodeFreedom == saved.NodeFreedom &&
-                m.NodeLoad == saved.NodeLoad);
-    EXPECT_TRUE(m.DomainDefined == -1 && m.HistoryRecording == 0 && !d.history().isOpen() &&
-                !d.resultMenusEnabled);
-    EXPECT_TRUE(d.title == kOpenedTitle && !d.canvasSurface.sinceClear().empty()); // redrawn
+    EXPECT_EQ(m.CellState, saved.CellState);
+    EXPECT_EQ(m.NodeFreedom, saved.NodeFreedom);
+    EXPECT_EQ(m.NodeLoad, saved.NodeLoad);
+    EXPECT_EQ(m.DomainDefined, -1);
+    EXPECT_EQ(m.HistoryRecording, 0);
+    EXPECT_FALSE(d.history().isOpen());
+    EXPECT_FALSE(d.resultMenusEnabled);
+    EXPECT_EQ(d.title, kOpenedTitle);
+    EXPECT_FALSE(d.canvasSurface.sinceClear().empty()); // redrawn
     // Failures keep the dialog open with the file message.
     EXPECT_FALSE(OpenModelCommand(m, d, dir.string(), "missing.model"));
     EXPECT_FALSE(SaveModelCommand(m, d, file("no/such/folder"), "x.model"));
