@@ -4,7 +4,7 @@ SANITIZE_DIR ?= build-sanitize
 JOBS         ?= $(shell nproc)
 CMAKE_FLAGS  ?=
 
-.PHONY: all deps configure build test run bench sanitize format clean
+.PHONY: all deps configure build test run bench sanitize format format-check tidy clean
 
 all: build
 
@@ -47,6 +47,17 @@ sanitize: deps
 
 format:
 	clang-format -i $$(git ls-files '*.cpp' '*.h')
+
+# Fails when a source is not formatted as .clang-format says (CI runs it).
+format-check: deps
+	clang-format --dry-run -Werror $$(git ls-files '*.cpp' '*.h')
+
+# The checks of .clang-tidy over the program's own sources (not the tests or the
+# generated Qt code), on the Release build's compile commands.
+tidy: build
+	run-clang-tidy -quiet -p $(BUILD_DIR) -j $(JOBS) '^$(CURDIR)/(src|cli|app)/' > $(BUILD_DIR)/tidy.log 2>&1 \
+	  || { grep -E 'warning:|error:' -A3 $(BUILD_DIR)/tidy.log; echo "clang-tidy found problems (full log: $(BUILD_DIR)/tidy.log)"; exit 1; }
+	@echo "clang-tidy: no findings"
 
 clean:
 	rm -rf $(BUILD_DIR) $(SANITIZE_DIR)

@@ -135,7 +135,9 @@ int runModel(const RunOptions& options, std::ostream& out, std::ostream& err, st
     // The view is fitted to the canvas of the desktop's first window, as opening the
     // model there would fit it.
     const LayoutBoxes canvas = FirstWindowLayout();
-    OpenModel(m, options.modelPath, CanvasSize{canvas.canvasWidth, canvas.canvasHeight});
+    OpenModel(m, options.modelPath,
+              CanvasSize{static_cast<double>(canvas.canvasWidth),
+                         static_cast<double>(canvas.canvasHeight)});
     // The desktop redraws the canvas after opening, which marks the active nodes the
     // analysis relies on.
     MarkActiveNodes(m);

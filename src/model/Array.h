@@ -36,7 +36,7 @@ template <class T> class Array1 {
         }
         lo_ = lo;
         hi_ = hi;
-        data_.assign(static_cast<std::size_t>(hi - lo + 1), T{});
+        data_.assign(static_cast<std::size_t>(hi - lo) + 1, T{});
     }
     void clear() {
         data_.clear();
@@ -101,7 +101,8 @@ template <class T> class Array2 {
         lo2_ = lo2;
         hi2_ = hi2;
         n1_ = hi1 - lo1 + 1;
-        data_.assign(static_cast<std::size_t>(n1_) * static_cast<std::size_t>(hi2 - lo2 + 1), T{});
+        data_.assign(static_cast<std::size_t>(n1_) * (static_cast<std::size_t>(hi2 - lo2) + 1),
+                     T{});
     }
     void clear() {
         data_.clear();

@@ -90,8 +90,8 @@ template <typename Real> std::string generalText(Real value, int maxDigits) {
             if (n <= e + 1) {
                 out += d.digits + std::string(static_cast<std::size_t>(e + 1 - n), '0');
             } else {
-                out += d.digits.substr(0, static_cast<std::size_t>(e + 1)) + "." +
-                       d.digits.substr(static_cast<std::size_t>(e + 1));
+                const std::size_t integerDigits = static_cast<std::size_t>(e) + 1;
+                out += d.digits.substr(0, integerDigits) + "." + d.digits.substr(integerDigits);
             }
         } else {
             out += "0." + std::string(static_cast<std::size_t>(-e - 1), '0') + d.digits;

@@ -228,11 +228,11 @@ void DesignDomainSet(Model& m, Desktop& d, float X, float Y) {
         long long rows = 0;
         long long columns = 0;
         const char* refusal = nullptr;
-        if (!cellCount(y1, y2, size, rows) || !cellCount(x1, x2, size, columns)) {
-            refusal = kDomainTooLarge;
-        } else if (rows <= 0 || columns <= 0) {
+        const bool counted = cellCount(y1, y2, size, rows) && cellCount(x1, x2, size, columns);
+        if (counted && (rows <= 0 || columns <= 0)) {
             refusal = kDomainWithoutCells;
-        } else if (rows * columns > kInt16Max || (rows + 1) * (columns + 1) > kInt16Max) {
+        } else if (!counted || rows * columns > kInt16Max ||
+                   (rows + 1) * (columns + 1) > kInt16Max) {
             refusal = kDomainTooLarge;
         }
         if (refusal != nullptr) {

@@ -73,7 +73,7 @@ frmMain::~frmMain() = default;
 void frmMain::buildMenus() {
     QMenuBar* bar = menuBar();
     auto command = [this](QMenu* menu, const char* caption, const char* name,
-                          std::function<void()> action) {
+                          const std::function<void()>& action) {
         QAction* item = menu->addAction(QString::fromUtf8(caption));
         item->setObjectName(name);
         connect(item, &QAction::triggered, this, [this, action] { action(); });
