@@ -28,3 +28,5 @@ foreach(size 48 128)
   install(FILES ${PROJECT_SOURCE_DIR}/data/icons/quillane-${size}.png
           DESTINATION ${icons}/${size}x${size}/apps RENAME quillane.png)
 endforeach()
+
+include(${CMAKE_CURRENT_LIST_DIR}/Packaging.cmake)
