@@ -4,7 +4,7 @@ SANITIZE_DIR ?= build-sanitize
 JOBS         ?= $(shell nproc)
 CMAKE_FLAGS  ?=
 
-.PHONY: all deps configure build test run bench sanitize format format-check tidy clean
+.PHONY: all deps configure build test run bench sanitize format format-check tidy package clean
 
 all: build
 
@@ -32,6 +32,11 @@ run: build
 	    --png $(BUILD_DIR)/cantilever-stress.png --map stress && \
 	  echo "Picture of the stress map: $(BUILD_DIR)/cantilever-stress.png"; \
 	fi
+
+# A Debian package of the programs, the examples and the desktop entry (cmake/Packaging.cmake).
+package: build
+	cd $(BUILD_DIR) && cpack
+	@echo "Package: $$(ls -t $(BUILD_DIR)/quillane_*.deb | head -n 1)"
 
 bench: build
 	$(BUILD_DIR)/bin/quillane-bench --benchmark_counters_tabular=true
