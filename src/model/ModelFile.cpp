@@ -1,6 +1,5 @@
 #include "model/ModelFile.h"
 
-#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -9,12 +8,10 @@
 #include <string_view>
 #include <utility>
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "model/Faults.h"
 #include "model/NumberText.h"
+#include "model/SafeFile.h"
 #include "model/View.h"
 
 namespace quillane {
@@ -78,38 +75,6 @@ std::string modelText(const Model& m) {
     }
     w.record(m.StressTarget, m.Epsilon, m.Lambda);
     return std::move(w.text());
-}
-
-bool writeAll(int fd, const std::string& text) {
-    const char* p = text.data();
-    std::size_t left = text.size();
-    while (left > 0) {
-        const ssize_t n = ::write(fd, p, left);
-        if (n < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            return false;
-        }
-        p += n;
-        left -= static_cast<std::size_t>(n);
-    }
-    return true;
-}
-
-// Creates a fresh file beside the target. Opened with mode 0666 so that the
-// user's umask decides the permissions, as for any newly written file.
-int createTemporary(const std::string& path, std::string& tempPath) {
-    static std::atomic<unsigned> counter{0};
-    for (int attempt = 0; attempt < 100; ++attempt) {
-        tempPath = path + ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(++counter);
-        const int fd = ::open(tempPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (fd >= 0 || errno != EEXIST) {
-            return fd;
-        }
-    }
-    errno = EEXIST;
-    return -1;
 }
 
 // ---------------------------------------------------------------------------
@@ -326,34 +291,10 @@ void SaveModel(Model& m, const std::string& path) {
         throw ModelFileError(std::string("cannot write the model: ") + fault.what());
     }
 
-    // An empty file name leaves the directory's own path.
-    struct stat info {};
-    if (path.empty() || path.back() == '/' ||
-        (::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode))) {
-        throw ModelFileError(systemReason("create", path, path.empty() ? ENOENT : EISDIR));
-    }
-
-    std::string tempPath;
-    const int fd = createTemporary(path, tempPath);
-    if (fd < 0) {
-        throw ModelFileError(systemReason("create", path, errno));
-    }
-    const auto discard = [&](const char* action) {
-        const int error = errno;
-        ::unlink(tempPath.c_str());
-        throw ModelFileError(systemReason(action, path, error));
-    };
-    if (!writeAll(fd, text) || ::fsync(fd) != 0) {
-        const int error = errno; // close must not replace the reason
-        ::close(fd);
-        errno = error;
-        discard("write");
-    }
-    if (::close(fd) != 0) {
-        discard("write");
-    }
-    if (std::rename(tempPath.c_str(), path.c_str()) != 0) {
-        discard("replace");
+    try {
+        WriteFileReplacing(path, text);
+    } catch (const FileWriteError& error) {
+        throw ModelFileError(error.what());
     }
 }
 
