@@ -6,6 +6,8 @@
 int main(int argc, char* argv[]) {
     QApplication app(argc, argv);
     QApplication::setApplicationName("Quillane");
+    // Lets the desktop match the window to its menu entry (quillane.desktop).
+    QGuiApplication::setDesktopFileName("quillane");
     quillane::frmMain window;
     window.show();
     return QApplication::exec();

@@ -1,5 +1,6 @@
 #include "Runner.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
@@ -35,24 +36,6 @@ class OutputFileError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
-
-bool parseSteps(std::string_view text, int& steps) {
-    if (text.empty()) {
-        return false;
-    }
-    for (const char c : text) {
-        if (c < '0' || c > '9') {
-            return false;
-        }
-    }
-    int value = 0;
-    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (ec != std::errc() || end != text.data() + text.size()) {
-        return false;
-    }
-    steps = value;
-    return true;
-}
 
 // Shortest text that reads back to the same double.
 std::string roundTrip(double value) {
@@ -108,27 +91,22 @@ void writeCells(const Model& m, const std::string& path) {
     }
 }
 
-// Everything after the options are known. `stage` always names the work in hand, so
-// a fault can say where it happened.
-// "800x600" into its two whole numbers, each at least 1.
-bool parseSize(std::string_view text, int& width, int& height) {
-    const std::size_t x = text.find('x');
-    if (x == std::string_view::npos) {
-        return false;
-    }
-    int w = 0;
-    int h = 0;
-    if (!parseSteps(text.substr(0, x), w) || !parseSteps(text.substr(x + 1), h) || w < 1 || h < 1 ||
-        w > 20000 || h > 20000) {
-        return false;
-    }
-    width = w;
-    height = h;
-    return true;
+// The closing line: "final  volume=6.92E+04 steps=300 unconverged=0  Stress Target = ...".
+struct Summary {
+    int steps = 0;       // steps run
+    int unconverged = 0; // solves (analysis and steps) that stopped without converging
+};
+
+std::string finalLine(const Model& m, const Summary& summary) {
+    return "final  volume=" + formatScientific(m.Volume) +
+           " steps=" + std::to_string(summary.steps) +
+           " unconverged=" + std::to_string(summary.unconverged) + "  " + ParameterStatusText(m);
 }
 
+// Everything after the options are known. `stage` always names the work in hand, so
+// a fault can say where it happened.
 int runModel(const RunOptions& options, std::ostream& out, std::ostream& err, std::string& stage,
-             const PictureWriter& writePicture) {
+             const Renderers& renderers) {
     Model m;
     MakeColorTable(m);
     stage = "opening the model";
@@ -157,9 +135,11 @@ int runModel(const RunOptions& options, std::ostream& out, std::ostream& err, st
         ApplyParameterTexts(m, texts);
     }
 
+    Summary summary;
     stage = "the analysis";
     const AnalysisReport analysis = RunStressAnalysis(m);
     warnIfNotConverged(analysis, "analysis", err);
+    summary.unconverged += analysis.solver.converged ? 0 : 1;
     if (!options.quiet) {
         out << "analysis  " << resultFields(m, analysis) << '\n';
     }
@@ -174,7 +154,9 @@ int runModel(const RunOptions& options, std::ostream& out, std::ostream& err, st
         stage = "step " + std::to_string(m.StepCount);
         const std::string label = stage;
         const StepReport step = Optimization(m, history ? &*history : nullptr);
+        ++summary.steps;
         warnIfNotConverged(step.analysis, label, err);
+        summary.unconverged += step.analysis.solver.converged ? 0 : 1;
         if (!options.quiet) {
             out << label << "  " << resultFields(m, step.analysis) << '\n';
         }
@@ -193,18 +175,133 @@ int runModel(const RunOptions& options, std::ostream& out, std::ostream& err, st
     }
     if (options.pngPath) {
         stage = "drawing the picture";
-        if (!writePicture) {
+        if (!renderers.picture) {
             throw OutputFileError("This build of the runner cannot draw pictures.");
         }
-        if (const std::string problem = writePicture(m, options); !problem.empty()) {
+        if (const std::string problem = renderers.picture(m, options); !problem.empty()) {
             throw OutputFileError(problem);
         }
     }
     if (!options.quiet) {
-        out << "final  volume=" << formatScientific(m.Volume) << " steps=" << options.steps << "  "
-            << ParameterStatusText(m) << '\n';
+        out << finalLine(m, summary) << '\n';
     }
     return kExitSuccess;
+}
+
+} // namespace
+
+namespace {
+
+// A whole number of decimal digits within lo..hi.
+bool wholeNumber(std::string_view text, int lo, int hi, int& value) {
+    if (text.empty() || text.size() > 9 ||
+        text.find_first_not_of("0123456789") != std::string_view::npos) {
+        return false;
+    }
+    int v = 0;
+    std::from_chars(text.data(), text.data() + text.size(), v);
+    if (v < lo || v > hi) {
+        return false;
+    }
+    value = v;
+    return true;
+}
+
+// "800x600" into its two whole numbers, each 1 to 20000.
+bool pictureSize(std::string_view text, int& width, int& height) {
+    const std::size_t x = text.find('x');
+    return x != std::string_view::npos && wholeNumber(text.substr(0, x), 1, 20000, width) &&
+           wholeNumber(text.substr(x + 1), 1, 20000, height);
+}
+
+// A parameter override read as the parameter dialog reads its box, so that a value
+// its type cannot hold is refused before any work instead of failing the run.
+std::string parameterValue(const std::string& name, const std::string& text, bool whole) {
+    try {
+        const double value = leadingNumber(text);
+        if (whole) {
+            roundToInt16(value);
+        } else {
+            toSingle(value);
+        }
+        return {};
+    } catch (const OverflowFault&) {
+        return name + " '" + text + "' is beyond the range of " +
+               (whole ? "a whole number from -32768 to 32767"
+                      : "a single-precision number (about -3.4E+38 to 3.4E+38)");
+    }
+}
+
+// One option of `run`: its name, whether it takes a value, and what the value does
+// to the options. `apply` returns why the value cannot be used, or "" when it can.
+struct OptionRule {
+    const char* name;
+    bool takesValue;
+    std::function<std::string(RunOptions&, const std::string& value)> apply;
+};
+
+using TextField = std::optional<std::string> RunOptions::*;
+
+OptionRule textOption(const char* name, TextField field) {
+    return {name, true, [field](RunOptions& o, const std::string& value) {
+                o.*field = value;
+                return std::string();
+            }};
+}
+
+OptionRule parameterOption(const char* name, TextField field, bool whole) {
+    return {name, true, [name, field, whole](RunOptions& o, const std::string& value) {
+                o.*field = value;
+                return parameterValue(name, value, whole);
+            }};
+}
+
+const std::vector<OptionRule>& optionRules() {
+    static const std::vector<OptionRule> rules = {
+        {"--steps", true,
+         [](RunOptions& o, const std::string& value) -> std::string {
+             if (wholeNumber(value, 0, kInt16Max, o.steps)) {
+                 return {};
+             }
+             return "--steps needs a whole number from 0 to 32767, not '" + value + "'";
+         }},
+        textOption("--history", &RunOptions::historyPath),
+        textOption("--cells", &RunOptions::cellsPath),
+        textOption("--save", &RunOptions::savePath),
+        parameterOption("--stress-target", &RunOptions::stressTarget, false),
+        parameterOption("--epsilon", &RunOptions::epsilon, true),
+        parameterOption("--lambda", &RunOptions::lambda, false),
+        textOption("--png", &RunOptions::pngPath),
+        {"--size", true,
+         [](RunOptions& o, const std::string& value) -> std::string {
+             if (pictureSize(value, o.pngWidth, o.pngHeight)) {
+                 return {};
+             }
+             return "--size needs WIDTHxHEIGHT in pixels (1 to 20000), not '" + value + "'";
+         }},
+        {"--map", true,
+         [](RunOptions& o, const std::string& value) -> std::string {
+             if (value != "stress" && value != "potential") {
+                 return "--map needs 'stress' or 'potential', not '" + value + "'";
+             }
+             o.map = value;
+             return {};
+         }},
+        {"--quiet", false,
+         [](RunOptions& o, const std::string&) {
+             o.quiet = true;
+             return std::string();
+         }},
+    };
+    return rules;
+}
+
+// What the options asked for together; "" when they agree.
+std::string checkCombination(const RunOptions& o) {
+    if (!o.pngPath && !o.map.empty()) {
+        return "--map draws into the picture of --png; give --png FILE too";
+    }
+    return {};
 }
 
 } // namespace
@@ -212,9 +309,12 @@ int runModel(const RunOptions& options, std::ostream& out, std::ostream& err, st
 ParseResult ParseArguments(const std::vector<std::string>& args) {
     ParseResult result;
     RunOptions options;
-    if (args.empty()) {
-        result.error = "no command given";
+    const auto fail = [&result](std::string why) {
+        result.error = std::move(why);
         return result;
+    };
+    if (args.empty()) {
+        return fail("no command given");
     }
     for (const std::string& arg : args) {
         if (arg == "--help" || arg == "-h") {
@@ -229,25 +329,20 @@ ParseResult ParseArguments(const std::vector<std::string>& args) {
         return result;
     }
     if (args[0] != "run") {
-        result.error = "unknown command '" + args[0] + "'";
-        return result;
+        return fail("unknown command '" + args[0] + "'");
     }
 
     bool haveModel = false;
+    std::vector<std::string> given;
     for (std::size_t k = 1; k < args.size(); ++k) {
         const std::string& arg = args[k];
         if (arg.rfind("--", 0) != 0) {
             if (haveModel) {
-                result.error = "more than one model file given ('" + options.modelPath + "' and '" +
-                               arg + "')";
-                return result;
+                return fail("more than one model file given ('" + options.modelPath + "' and '" +
+                            arg + "')");
             }
             options.modelPath = arg;
             haveModel = true;
-            continue;
-        }
-        if (arg == "--quiet") {
-            options.quiet = true;
             continue;
         }
         // --name VALUE or --name=VALUE
@@ -257,58 +352,38 @@ ParseResult ParseArguments(const std::vector<std::string>& args) {
             name = arg.substr(0, eq);
             value = arg.substr(eq + 1);
         }
-        std::optional<std::string>* target = nullptr;
-        if (name == "--history") {
-            target = &options.historyPath;
-        } else if (name == "--cells") {
-            target = &options.cellsPath;
-        } else if (name == "--save") {
-            target = &options.savePath;
-        } else if (name == "--stress-target") {
-            target = &options.stressTarget;
-        } else if (name == "--epsilon") {
-            target = &options.epsilon;
-        } else if (name == "--lambda") {
-            target = &options.lambda;
-        } else if (name == "--png") {
-            target = &options.pngPath;
-        } else if (name != "--steps" && name != "--size" && name != "--map") {
-            result.error = "unknown option '" + name + "'";
-            return result;
+        const auto& rules = optionRules();
+        const auto rule = std::find_if(rules.begin(), rules.end(),
+                                       [&](const OptionRule& r) { return name == r.name; });
+        if (rule == rules.end()) {
+            return fail("unknown option '" + name + "'");
         }
-        if (!value) {
-            if (k + 1 >= args.size()) {
-                result.error = "option '" + name + "' needs a value";
-                return result;
+        if (std::find(given.begin(), given.end(), name) != given.end()) {
+            return fail("option '" + name + "' is given more than once");
+        }
+        given.push_back(name);
+        if (!rule->takesValue) {
+            if (value) {
+                return fail("option '" + name + "' takes no value");
+            }
+            value = std::string();
+        } else if (!value) {
+            // The next word is a value only if it is not an option itself: a name such
+            // as "--quiet" after --save is a forgotten value, not a file to write.
+            if (k + 1 >= args.size() || args[k + 1].rfind("--", 0) == 0) {
+                return fail("option '" + name + "' needs a value");
             }
             value = args[++k];
         }
-        if (target != nullptr) {
-            *target = *value;
-        } else if (name == "--size") {
-            if (!parseSize(*value, options.pngWidth, options.pngHeight)) {
-                result.error =
-                    "--size needs WIDTHxHEIGHT in pixels (1 to 20000), not '" + *value + "'";
-                return result;
-            }
-        } else if (name == "--map") {
-            if (*value != "stress" && *value != "potential") {
-                result.error = "--map needs 'stress' or 'potential', not '" + *value + "'";
-                return result;
-            }
-            options.map = *value;
-        } else if (!parseSteps(*value, options.steps)) {
-            result.error = "--steps needs a non-negative whole number, not '" + *value + "'";
-            return result;
+        if (std::string why = rule->apply(options, *value); !why.empty()) {
+            return fail(why);
         }
     }
     if (!haveModel) {
-        result.error = "no model file given";
-        return result;
+        return fail("no model file given");
     }
-    if (!options.pngPath && !options.map.empty()) {
-        result.error = "--map draws into the picture of --png; give --png FILE too";
-        return result;
+    if (std::string why = checkCombination(options); !why.empty()) {
+        return fail(why);
     }
     result.options = options;
     return result;
@@ -325,7 +400,9 @@ std::string UsageLines() {
 std::string UsageText() {
     return UsageLines() +
            "\n"
-           "Opens MODEL, runs the stress analysis and N optimization steps (default 0).\n"
+           "Opens MODEL, runs the stress analysis and N optimization steps (0 to 32767,\n"
+           "default 0). The last line sums up: the volume, the steps run and how many solves\n"
+           "stopped without converging (unconverged=N), then the parameters.\n"
            "  --history FILE      record the history (header, the analysed state, one line a "
            "step)\n"
            "  --cells FILE        write row,column,state,stress,potential of every cell as CSV\n"
@@ -347,7 +424,7 @@ std::string VersionText() {
 }
 
 int Run(const RunOptions& options, std::ostream& out, std::ostream& err,
-        const PictureWriter& writePicture) {
+        const Renderers& renderers) {
     switch (options.command) {
     case Command::Help:
         out << UsageText();
@@ -361,7 +438,7 @@ int Run(const RunOptions& options, std::ostream& out, std::ostream& err,
 
     std::string stage;
     try {
-        return runModel(options, out, err, stage, writePicture);
+        return runModel(options, out, err, stage, renderers);
     } catch (const ModelFileError& e) {
         const bool saving = stage == "saving the model";
         err << "error: the model file \"" << (saving ? *options.savePath : options.modelPath)
@@ -386,13 +463,13 @@ int Run(const RunOptions& options, std::ostream& out, std::ostream& err,
 }
 
 int Main(const std::vector<std::string>& args, std::ostream& out, std::ostream& err,
-         const PictureWriter& writePicture) {
+         const Renderers& renderers) {
     const ParseResult parsed = ParseArguments(args);
     if (!parsed.options) {
         err << kProgram << ": " << parsed.error << '\n' << UsageLines();
         return kExitUsage;
     }
-    return Run(*parsed.options, out, err, writePicture);
+    return Run(*parsed.options, out, err, renderers);
 }
 
 } // namespace quillane::cli

@@ -44,10 +44,13 @@ struct RunOptions {
     std::string map;
 };
 
-// Draws the picture asked for by --png and writes it; returns an empty string on
-// success, otherwise why it failed. The drawing needs Qt, which the runner's own
-// logic does without: the program passes the real one, tests may pass their own.
-using PictureWriter = std::function<std::string(Model& m, const RunOptions& options)>;
+// The runner's drawings need Qt, which its own logic does without: the program passes
+// the real ones, tests may pass their own. Each draws and writes its file and returns
+// an empty string on success, otherwise why it failed.
+struct Renderers {
+    // The canvas with its legend after the last step (--png).
+    std::function<std::string(Model& m, const RunOptions& options)> picture;
+};
 
 struct ParseResult {
     std::optional<RunOptions> options; // empty when the arguments are not usable
@@ -68,10 +71,10 @@ std::string VersionText();
 
 // Carries out parsed options; returns the exit code.
 int Run(const RunOptions& options, std::ostream& out, std::ostream& err,
-        const PictureWriter& writePicture = {});
+        const Renderers& renderers = {});
 
 // Parses and runs: what main() does.
 int Main(const std::vector<std::string>& args, std::ostream& out, std::ostream& err,
-         const PictureWriter& writePicture = {});
+         const Renderers& renderers = {});
 
 } // namespace quillane::cli

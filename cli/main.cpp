@@ -43,9 +43,9 @@ int main(int argc, char** argv) {
     const std::vector<std::string> args(argv + 1, argv + argc);
     // Ends before main returns: Qt must not be torn down by the exit handlers.
     std::unique_ptr<QGuiApplication> app;
-    return quillane::cli::Main(
-        args, std::cout, std::cerr,
-        [&app](quillane::Model& m, const quillane::cli::RunOptions& options) {
-            return writePicture(app, m, options);
-        });
+    quillane::cli::Renderers renderers;
+    renderers.picture = [&app](quillane::Model& m, const quillane::cli::RunOptions& options) {
+        return writePicture(app, m, options);
+    };
+    return quillane::cli::Main(args, std::cout, std::cerr, renderers);
 }
