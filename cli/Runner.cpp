@@ -306,6 +306,17 @@ std::string checkCombination(const RunOptions& o) {
 
 } // namespace
 
+std::vector<std::string> OutputPaths(const RunOptions& options) {
+    std::vector<std::string> paths;
+    for (const std::optional<std::string>* path :
+         {&options.historyPath, &options.cellsPath, &options.savePath, &options.pngPath}) {
+        if (*path) {
+            paths.push_back(**path);
+        }
+    }
+    return paths;
+}
+
 ParseResult ParseArguments(const std::vector<std::string>& args) {
     ParseResult result;
     RunOptions options;

@@ -52,6 +52,9 @@ struct Renderers {
     std::function<std::string(Model& m, const RunOptions& options)> picture;
 };
 
+// Every file the options ask the runner to write, in the order of the options.
+std::vector<std::string> OutputPaths(const RunOptions& options);
+
 struct ParseResult {
     std::optional<RunOptions> options; // empty when the arguments are not usable
     std::string error;                 // why not, for the usage message
