@@ -44,11 +44,11 @@ class BoundaryEdges {
 
     std::size_t size() const { return out_.size(); }
     GridCorner corner(std::size_t index) const {
-        const auto width = static_cast<std::size_t>(columns_ + 1);
+        const auto width = static_cast<std::size_t>(columns_) + 1;
         return {static_cast<int>(index % width), static_cast<int>(index / width)};
     }
     std::size_t index(GridCorner c) const {
-        return static_cast<std::size_t>(c.row) * static_cast<std::size_t>(columns_ + 1) +
+        return static_cast<std::size_t>(c.row) * (static_cast<std::size_t>(columns_) + 1) +
                static_cast<std::size_t>(c.column);
     }
     bool unused(std::size_t at, int d) const {
@@ -82,8 +82,8 @@ class BoundaryEdges {
 
   private:
     static std::size_t cornerCount(const Shape& shape) {
-        return static_cast<std::size_t>(shape.rows + 1) *
-               static_cast<std::size_t>(shape.columns + 1);
+        return (static_cast<std::size_t>(shape.rows) + 1) *
+               (static_cast<std::size_t>(shape.columns) + 1);
     }
     static unsigned char bit(int d) { return static_cast<unsigned char>(1U << d); }
     void add(GridCorner c, int d) { out_[index(c)] |= bit(d); }
@@ -148,7 +148,7 @@ Shape TraceShape(const Model& m) {
     Shape shape;
     const int rows = m.CellRowCount;
     const int columns = m.CellColumnCount;
-    const long long corners = static_cast<long long>(rows + 1) * (columns + 1);
+    const long long corners = (static_cast<long long>(rows) + 1) * (columns + 1);
     if (rows <= 0 || columns <= 0 || !m.CellState.contains(rows, columns) ||
         !m.NodeXY.contains(corners, 2)) {
         return shape;

@@ -58,7 +58,7 @@ struct Shape {
 
     bool empty() const { return cells.empty(); }
     ShapePoint at(GridCorner c) const {
-        return points[static_cast<std::size_t>(c.row) * static_cast<std::size_t>(columns + 1) +
+        return points[static_cast<std::size_t>(c.row) * (static_cast<std::size_t>(columns) + 1) +
                       static_cast<std::size_t>(c.column)];
     }
     // Whether cell (row, column), both 0-based, holds material; false outside the grid.

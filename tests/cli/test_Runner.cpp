@@ -218,9 +218,6 @@ TEST_F(RunnerTest, SvgShapeAndFramesEveryKSteps) {
     quillane::Model saved;
     quillane::OpenModel(saved, path("s.model"), quillane::CanvasSize{6624, 5580});
     EXPECT_EQ(readFile(path("s.svg")), quillane::ShapeSvg(quillane::TraceShape(saved)));
-    run({"run", kTiny, "--steps", "5", "--shape", path("s.stl")});
-    EXPECT_EQ(readFile(path("s.stl")),
-              quillane::ShapeStl(quillane::TraceShape(saved), saved.Thickness));
     // The files of the options, the frames' folder aside.
     const auto parsed = quillane::cli::ParseArguments(args);
     ASSERT_TRUE(parsed.options);
@@ -233,7 +230,6 @@ TEST_F(RunnerTest, SvgShapeAndFramesEveryKSteps) {
     std::ofstream(path("plain")) << "a file";
     const std::vector<std::tuple<std::vector<std::string>, std::string, bool>> failures = {
         {{"--frames", path("plain/frames")}, "The frames folder", false},
-        {{"--frames", path("plain")}, "The frames folder", false},
         {{"--shape", path("none/s.dxf")}, "The shape file cannot be written: cannot create", true},
         {{"--svg", path("p.svg")}, "cannot draw pictures", false},
     };

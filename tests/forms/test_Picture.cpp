@@ -1,12 +1,10 @@
 // The headless picture: canvas and legend side by side, drawn by the desktop's code
-// into a QImage, and the same drawing written as PNG or SVG.
+// into a QImage, and the same drawing as SVG.
 #include <gtest/gtest.h>
 
 #include <QPainter>
 #include <QSvgRenderer>
-#include <QTemporaryDir>
 #include <QXmlStreamReader>
-#include <stdexcept>
 
 #include "display/ColorScale.h"
 #include "display/qt/Picture.h"
@@ -102,24 +100,6 @@ TEST(Picture, SvgDrawsTheSamePictureWithTheLegendTextsAsText) {
         EXPECT_EQ(image.pixelColor(at), color) << at.x() << "," << at.y();
         EXPECT_EQ(drawn.pixelColor(at), color) << at.x() << "," << at.y();
     }
-}
-
-TEST(Picture, WrittenAsPngOrSvgByTheEnding) {
-    Model m = halfAndHalf();
-    const PictureParts parts = DrawPicture(m, QSize(300, 200), PictureMap::None);
-    QTemporaryDir dir;
-    const std::string png = dir.filePath("a.png").toStdString();
-    const std::string svg = dir.filePath("a.SVG").toStdString();
-    WritePicture(png, parts.canvas, parts.bar);
-    WritePicture(svg, parts.canvas, parts.bar);
-    EXPECT_EQ(QImage(QString::fromStdString(png)).convertToFormat(QImage::Format_RGB32),
-              SideBySide(parts.canvas, parts.bar));
-    QFile file(QString::fromStdString(svg));
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    EXPECT_EQ(svgTexts(file.readAll().toStdString()), std::vector<std::string>{"stress(MPa)"});
-    EXPECT_THROW(WritePicture(dir.filePath("a.jpg").toStdString(), parts.canvas, parts.bar),
-                 std::invalid_argument);
-    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files), (QStringList{"a.png", "a.SVG"}));
 }
 
 } // namespace

@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "model/Messages.h"
@@ -28,35 +29,30 @@ TEST(ExportShape, WritesByTheEndingOrSaysWhyNot) {
         EXPECT_TRUE(ExportShapeCommand(m, d, (dir / name).string())) << name;
         EXPECT_GT(fs::file_size(dir / name), 0u) << name;
     }
-    // Refusals: every one a message, and no file.
-    const std::vector<std::pair<std::string, std::string>> refused = {
-        {"part.png", kShapeFileName},
-        {"missing/part.svg",
+    // Refusals: each a message, and no file.
+    Model flat = m;
+    flat.Thickness = 0.0;
+    Model empty = m;
+    support::setCells(empty, 1, 1, 2, 3, kCellEmpty);
+    const Model none; // no domain
+    const std::vector<std::tuple<const Model*, std::string, std::string>> refused = {
+        {&m, "part.png", kShapeFileName},
+        {&m, "missing/part.svg",
          "The file could not be written: cannot create " + (dir / "missing/part.svg").string() +
              ": No such file or directory.\r\nNothing was written; a file of that name keeps its "
              "old contents. Choose another folder or file name and try again."},
+        {&flat, "flat.stl",
+         "The plate thickness is 0 mm; a solid needs a thickness greater than 0. Set it in "
+         "Parameter > Design Property."},
+        {&empty, "empty.svg", kNoShapeToExport},
+        {&none, "none.svg", kNoShapeToExport},
     };
-    for (const auto& [name, text] : refused) {
+    for (const auto& [model, name, text] : refused) {
         d.messages.clear();
-        EXPECT_FALSE(ExportShapeCommand(m, d, (dir / name).string()));
+        EXPECT_FALSE(ExportShapeCommand(*model, d, (dir / name).string()));
         ASSERT_EQ(d.messages.size(), 1u);
         EXPECT_EQ(d.messages[0].text, text);
         EXPECT_EQ(d.messages[0].title, "Export Shape");
-    }
-    d.messages.clear();
-    m.Thickness = 0.0;
-    EXPECT_FALSE(ExportShapeCommand(m, d, (dir / "flat.stl").string()));
-    ASSERT_EQ(d.messages.size(), 1u);
-    EXPECT_EQ(d.messages[0].text, "The plate thickness is 0 mm; a solid needs a thickness greater "
-                                  "than 0. Set it in Parameter > Design Property.");
-    // Nothing to export: no material, or no domain at all.
-    support::setCells(m, 1, 1, 2, 3, kCellEmpty);
-    const Model none;
-    for (const Model* model : {static_cast<const Model*>(&m), &none}) {
-        d.messages.clear();
-        EXPECT_FALSE(ExportShapeCommand(*model, d, (dir / "none.svg").string()));
-        ASSERT_EQ(d.messages.size(), 1u);
-        EXPECT_EQ(d.messages[0].text, kNoShapeToExport);
     }
     EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator()), 3);
     fs::remove_all(dir);
