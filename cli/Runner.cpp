@@ -1,9 +1,12 @@
 #include "Runner.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <charconv>
+#include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <ostream>
 #include <stdexcept>
@@ -11,15 +14,20 @@
 
 #include "display/ColorScale.h"
 #include "display/Layout.h"
+#include "display/Shape.h"
+#include "display/ShapeExport.h"
 #include "fem/Mesh.h"
 #include "fem/StressAnalysis.h"
 #include "model/Faults.h"
 #include "model/Model.h"
 #include "model/ModelFile.h"
 #include "model/NumberText.h"
+#include "model/SafeFile.h"
 #include "optimize/History.h"
 #include "optimize/Optimization.h"
 #include "optimize/Parameters.h"
+
+#include <unistd.h>
 
 #ifndef QUILLANE_VERSION
 #define QUILLANE_VERSION "unknown"
@@ -91,6 +99,55 @@ void writeCells(const Model& m, const std::string& path) {
     }
 }
 
+// The folder of --frames, created if missing; checked before any work so that a run
+// does not end in a folder it cannot write to.
+void prepareFrames(const RunOptions& options, const Renderers& renderers) {
+    if (!options.framesDir) {
+        return;
+    }
+    if (!renderers.frame) {
+        throw OutputFileError("This build of the runner cannot draw pictures.");
+    }
+    const std::string& dir = *options.framesDir;
+    std::error_code error;
+    std::filesystem::create_directories(dir, error);
+    if (!error && !std::filesystem::is_directory(dir, error)) {
+        error = std::make_error_code(std::errc::not_a_directory);
+    }
+    if (!error && ::access(dir.c_str(), W_OK | X_OK) != 0) {
+        error = std::error_code(errno, std::generic_category());
+    }
+    if (error) {
+        throw OutputFileError("The frames folder \"" + dir +
+                              "\" cannot be created or written to: " + error.message() + ".");
+    }
+}
+
+// Frame `steps / every` after `steps` steps, when that is a whole number.
+void writeFrame(Model& m, const RunOptions& options, const Renderers& renderers, int steps) {
+    const int every = options.every.value_or(1);
+    if (!options.framesDir || steps % every != 0) {
+        return;
+    }
+    const std::string path =
+        (std::filesystem::path(*options.framesDir) / FrameName(steps / every)).string();
+    if (const std::string problem = renderers.frame(m, options, path); !problem.empty()) {
+        throw OutputFileError(problem);
+    }
+}
+
+// The outline of the material as it stands after the last step.
+void writeShape(const Model& m, const std::string& path) {
+    const Shape shape = TraceShape(m);
+    try {
+        WriteShapeFile(shape, m.Thickness, path);
+    } catch (const ShapeExportError& e) {
+        throw OutputFileError("The shape file \"" + path + "\" was not written: " + e.what());
+    } catch (const FileWriteError& e) {
+        throw OutputFileError("The shape file cannot be written: " + std::string(e.what()) + ".");
+    }
+}
+
 // The closing line: "final  volume=6.92E+04 steps=300 unconverged=0  Stress Target = ...".
 struct Summary {
     int steps = 0;       // steps run
@@ -135,6 +192,12 @@ int runModel(const RunOptions& options, std::ostream& out, std::ostream& err, st
         ApplyParameterTexts(m, texts);
     }
 
+    stage = "preparing the frames folder";
+    prepareFrames(options, renderers);
+    if (options.svgPath && !renderers.svg) {
+        throw OutputFileError("This build of the runner cannot draw pictures.");
+    }
+
     Summary summary;
     stage = "the analysis";
     const AnalysisReport analysis = RunStressAnalysis(m);
@@ -149,6 +212,8 @@ int runModel(const RunOptions& options, std::ostream& out, std::ostream& err, st
         history.emplace(*options.historyPath);
         history->Start(m);
     }
+    stage = "drawing frame 0";
+    writeFrame(m, options, renderers, 0);
 
     for (int k = 0; k < options.steps; ++k) {
         stage = "step " + std::to_string(m.StepCount);
@@ -160,6 +225,8 @@ int runModel(const RunOptions& options, std::ostream& out, std::ostream& err, st
         if (!options.quiet) {
             out << label << "  " << resultFields(m, step.analysis) << '\n';
         }
+        stage = "drawing the frame after " + label;
+        writeFrame(m, options, renderers, summary.steps);
     }
     if (history) {
         history->Close(m);
@@ -181,6 +248,16 @@ int runModel(const RunOptions& options, std::ostream& out, std::ostream& err, st
         if (const std::string problem = renderers.picture(m, options); !problem.empty()) {
             throw OutputFileError(problem);
         }
+    }
+    if (options.svgPath) {
+        stage = "drawing the SVG picture";
+        if (const std::string problem = renderers.svg(m, options); !problem.empty()) {
+            throw OutputFileError(problem);
+        }
+    }
+    if (options.shapePath) {
+        stage = "writing the shape";
+        writeShape(m, *options.shapePath);
     }
     if (!options.quiet) {
         out << finalLine(m, summary) << '\n';
@@ -292,14 +369,37 @@ const std::vector<OptionRule>& optionRules() {
              o.quiet = true;
              return std::string();
          }},
+        textOption("--svg", &RunOptions::svgPath),
+        {"--shape", true,
+         [](RunOptions& o, const std::string& value) -> std::string {
+             if (!ShapeFormatOf(value)) {
+                 return "--shape needs a file name ending in .svg, .dxf or .stl, not '" + value +
+                        "'";
+             }
+             o.shapePath = value;
+             return {};
+         }},
+        textOption("--frames", &RunOptions::framesDir),
+        {"--every", true,
+         [](RunOptions& o, const std::string& value) -> std::string {
+             int every = 0;
+             if (wholeNumber(value, 1, kInt16Max, every)) {
+                 o.every = every;
+                 return {};
+             }
+             return "--every needs a whole number of steps from 1 to 32767, not '" + value + "'";
+         }},
     };
     return rules;
 }
 
 // What the options asked for together; "" when they agree.
 std::string checkCombination(const RunOptions& o) {
-    if (!o.pngPath && !o.map.empty()) {
-        return "--map draws into the picture of --png; give --png FILE too";
+    if (!o.pngPath && !o.svgPath && !o.framesDir && !o.map.empty()) {
+        return "--map draws into the picture of --png, --svg or --frames; give one of them too";
+    }
+    if (o.every && !o.framesDir) {
+        return "--every sets the steps between the frames of --frames; give --frames DIR too";
     }
     return {};
 }
@@ -308,8 +408,10 @@ std::string checkCombination(const RunOptions& o) {
 
 std::vector<std::string> OutputPaths(const RunOptions& options) {
     std::vector<std::string> paths;
+    // The folder of --frames is not a file: the run creates and checks it itself.
     for (const std::optional<std::string>* path :
-         {&options.historyPath, &options.cellsPath, &options.savePath, &options.pngPath}) {
+         {&options.historyPath, &options.cellsPath, &options.savePath, &options.pngPath,
+          &options.svgPath, &options.shapePath}) {
         if (*path) {
             paths.push_back(**path);
         }
@@ -400,10 +502,17 @@ ParseResult ParseArguments(const std::vector<std::string>& args) {
     return result;
 }
 
+std::string FrameName(int n) {
+    std::array<char, 32> name{};
+    std::snprintf(name.data(), name.size(), "frame-%05d.png", n);
+    return name.data();
+}
+
 std::string UsageLines() {
     return "usage: quillane-cli run MODEL [--steps N] [--history FILE] [--cells FILE] "
            "[--save FILE]\n"
            "                        [--png FILE [--size WxH] [--map stress|potential]]\n"
+           "                        [--svg FILE] [--shape FILE] [--frames DIR [--every K]]\n"
            "                        [--stress-target S] [--epsilon E] [--lambda L] [--quiet]\n"
            "       quillane-cli --help | --version\n";
 }
@@ -423,6 +532,15 @@ std::string UsageText() {
            "  --size WxH          the picture's size in pixels (default 800x600)\n"
            "  --map stress|potential\n"
            "                      draw that result map over the model in the picture\n"
+           "  --svg FILE          the same picture as an SVG drawing, its texts as text\n"
+           "                      (--size and --map apply as for --png)\n"
+           "  --shape FILE        the outline of the final material in mm, by the extension:\n"
+           "                      .svg (one filled path), .dxf (closed polylines for CAD) or\n"
+           "                      .stl (the plate extruded by its thickness, a closed solid)\n"
+           "  --frames DIR        a PNG of the picture (--size, --map) every K steps into DIR,\n"
+           "                      created if missing: frame-00000.png is the analysed state,\n"
+           "                      frame-00001.png the state after K steps, and so on\n"
+           "  --every K           the steps between two frames (1 to 32767, default 1)\n"
            "  --stress-target S, --epsilon E, --lambda L\n"
            "                      override the model's optimization parameters\n"
            "  --quiet             print nothing but warnings and errors\n"

@@ -42,6 +42,14 @@ struct RunOptions {
     int pngHeight = 600;
     // "" for the plain model, "stress" or "potential" for a result map over it.
     std::string map;
+    // The same picture as SVG, after the last step (--svg).
+    std::optional<std::string> svgPath;
+    // The outline of the final material: .svg, .dxf or .stl by the extension (--shape).
+    std::optional<std::string> shapePath;
+    // A PNG of the picture every `every` steps into this folder (--frames):
+    // frame-00000.png is the analysed state, frame n the state after n x every steps.
+    std::optional<std::string> framesDir;
+    std::optional<int> every; // --every; 1 when not given
 };
 
 // The runner's drawings need Qt, which its own logic does without: the program passes
@@ -50,7 +58,14 @@ struct RunOptions {
 struct Renderers {
     // The canvas with its legend after the last step (--png).
     std::function<std::string(Model& m, const RunOptions& options)> picture;
+    // The same picture as SVG (--svg).
+    std::function<std::string(Model& m, const RunOptions& options)> svg;
+    // One frame of --frames: the picture as a PNG file at `path`.
+    std::function<std::string(Model& m, const RunOptions& options, const std::string& path)> frame;
 };
+
+// The file name of frame n of --frames: "frame-00000.png" upward.
+std::string FrameName(int n);
 
 // Every file the options ask the runner to write, in the order of the options.
 std::vector<std::string> OutputPaths(const RunOptions& options);

@@ -8,6 +8,7 @@
 
 #include "Runner.h"
 #include "display/qt/Picture.h"
+#include "model/SafeFile.h"
 
 namespace {
 
@@ -37,6 +38,54 @@ std::string writePicture(std::unique_ptr<QGuiApplication>& app, quillane::Model&
     return {};
 }
 
+// Starts Qt for the pictures, once, as writePicture does.
+void startQt(std::unique_ptr<QGuiApplication>& app) {
+    if (!app) {
+        if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+            qputenv("QT_QPA_PLATFORM", "offscreen");
+        }
+        static int argc = 1;
+        static char name[] = "quillane-cli";
+        static char* argv[] = {name, nullptr};
+        app = std::make_unique<QGuiApplication>(argc, argv);
+    }
+}
+
+quillane::PictureMap mapOf(const quillane::cli::RunOptions& options) {
+    return options.map == "stress"      ? quillane::PictureMap::Stress
+           : options.map == "potential" ? quillane::PictureMap::Potential
+                                        : quillane::PictureMap::None;
+}
+
+// The picture of --png drawn again as SVG (--svg).
+std::string writeSvg(std::unique_ptr<QGuiApplication>& app, quillane::Model& m,
+                     const quillane::cli::RunOptions& options) {
+    startQt(app);
+    const quillane::PictureParts parts =
+        quillane::DrawPicture(m, QSize(options.pngWidth, options.pngHeight), mapOf(options));
+    try {
+        quillane::WriteFileReplacing(*options.svgPath,
+                                     quillane::PictureSvg(parts.canvas, parts.bar));
+    } catch (const quillane::FileWriteError& e) {
+        return "The SVG picture cannot be written: " + std::string(e.what()) + ".";
+    }
+    return {};
+}
+
+// One frame of --frames.
+std::string writeFrame(std::unique_ptr<QGuiApplication>& app, quillane::Model& m,
+                       const quillane::cli::RunOptions& options, const std::string& path) {
+    startQt(app);
+    const QImage picture =
+        quillane::RenderPicture(m, QSize(options.pngWidth, options.pngHeight), mapOf(options));
+    try {
+        quillane::WriteFileReplacing(path, quillane::PngBytes(picture));
+    } catch (const quillane::FileWriteError& e) {
+        return "The frame cannot be written: " + std::string(e.what()) + ".";
+    }
+    return {};
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -47,5 +96,10 @@ int main(int argc, char** argv) {
     renderers.picture = [&app](quillane::Model& m, const quillane::cli::RunOptions& options) {
         return writePicture(app, m, options);
     };
+    renderers.svg = [&app](quillane::Model& m, const quillane::cli::RunOptions& options) {
+        return writeSvg(app, m, options);
+    };
+    renderers.frame = [&app](quillane::Model& m, const quillane::cli::RunOptions& options,
+                             const std::string& path) { return writeFrame(app, m, options, path); };
     return quillane::cli::Main(args, std::cout, std::cerr, renderers);
 }

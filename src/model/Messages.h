@@ -34,3 +34,19 @@ inline constexpr const char* kWidthNotPositive =
     "The display width and the element size must be greater than 0. Nothing was changed.";
 
 } // namespace quillane
+
+namespace quillane {
+
+// The two export commands at the end of the File menu, their message box titles and
+// what they say when there is nothing to write or the name says no format.
+inline constexpr const char* kExportImageTitle = "Export Image";
+inline constexpr const char* kExportShapeTitle = "Export Shape";
+inline constexpr const char* kNoShapeToExport =
+    "There is no shape to export: no cell holds material. Set up a design domain and add "
+    "material, or open a model, first.";
+inline constexpr const char* kImageFileName =
+    "Choose a file name ending in .png or .svg: the ending decides the format.";
+inline constexpr const char* kShapeFileName =
+    "Choose a file name ending in .svg, .dxf or .stl: the ending decides the format.";
+
+} // namespace quillane

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <sstream>
 #include <string>
@@ -16,9 +17,15 @@
 #include <unistd.h>
 
 #include "Runner.h"
+#include "display/Canvas.h"
+#include "display/RecordingSurface.h"
+#include "display/ResultMaps.h"
+#include "display/Shape.h"
+#include "display/ShapeExport.h"
 #include "model/Model.h"
 #include "model/ModelFile.h"
 #include "model/NumberText.h"
+#include "model/View.h"
 
 namespace {
 
@@ -33,6 +40,14 @@ struct Outcome {
     std::string out;
     std::string err;
 };
+
+// Renderers with just the --png drawing.
+quillane::cli::Renderers pictureOnly(
+    std::function<std::string(quillane::Model&, const quillane::cli::RunOptions&)> picture) {
+    quillane::cli::Renderers renderers;
+    renderers.picture = std::move(picture);
+    return renderers;
+}
 
 Outcome run(const std::vector<std::string>& args, const quillane::cli::Renderers& renderers = {}) {
     std::ostringstream out;
@@ -78,10 +93,10 @@ TEST_F(RunnerTest, RunsStepsAndWritesHistoryCellsModelAndPicture) {
         {"run", kTiny, "--steps", "3", "--history", path("h.tmp"), "--cells", path("cells.csv"),
          "--save", path("out.model"), "--epsilon", "3.5", "--lambda=0.5x", "--png", path("a.png"),
          "--size", "320x200", "--map", "potential"},
-        {[&](quillane::Model& m, const quillane::cli::RunOptions& options) {
+        pictureOnly([&](quillane::Model& m, const quillane::cli::RunOptions& options) {
             pictures.emplace_back(m.StepCount, options.pngWidth, options.pngHeight, options.map);
             return std::string();
-        }});
+        }));
     ASSERT_EQ(o.code, 0) << o.err;
     EXPECT_EQ(o.err, "");
     EXPECT_EQ(pictures, (decltype(pictures){{3, 320, 200, "potential"}})); // after the last step
@@ -146,9 +161,91 @@ TEST_F(RunnerTest, FileFailuresExitWithThreeAndRunTimeFaultsWithFour) {
         EXPECT_NE(o.err.find(word), std::string::npos) << o.err;
     }
     const Outcome failed = run({"run", kTiny, "--png", nowhere},
-                               {[](auto&, auto&) { return std::string("disk full"); }});
+                               pictureOnly([](auto&, auto&) { return std::string("disk full"); }));
     EXPECT_EQ(failed.code, 3);
     EXPECT_NE(failed.err.find("disk full"), std::string::npos);
+}
+
+// Draws the picture as the program does, on recording surfaces: what a picture does
+// to the model (the view fitted, the active nodes marked) without Qt.
+std::string drawLikeThePicture(quillane::Model& m, const quillane::cli::RunOptions& options) {
+    quillane::RecordingSurface canvas;
+    quillane::RecordingSurface bar;
+    quillane::FitView(m, options.pngWidth, options.pngHeight);
+    quillane::ApplyCanvasScale(m, canvas);
+    quillane::DrawCanvas(m, canvas);
+    quillane::DrawStressMap(m, canvas, bar, m.MaxStress, m.MinStress, m.CellStress);
+    return {};
+}
+
+TEST_F(RunnerTest, SvgShapeAndFramesEveryKSteps) {
+    std::vector<std::pair<std::string, int>> frames; // file name, steps run
+    std::vector<int> svgs;
+    quillane::cli::Renderers renderers;
+    renderers.svg = [&](quillane::Model& m, const quillane::cli::RunOptions& options) {
+        svgs.push_back(m.StepCount);
+        return drawLikeThePicture(m, options);
+    };
+    renderers.frame = [&](quillane::Model& m, const quillane::cli::RunOptions& options,
+                          const std::string& file) {
+        frames.emplace_back(fs::path(file).filename().string(), m.StepCount);
+        std::ofstream(file) << "frame";
+        return drawLikeThePicture(m, options);
+    };
+    const std::vector<std::string> common = {"run",     kTiny,          "--steps",   "5",
+                                             "--cells", path("c.csv"),  "--history", path("h.tmp"),
+                                             "--save",  path("s.model")};
+    ASSERT_EQ(run(common).code, 0);
+    const std::string cells = readFile(path("c.csv"));
+    const std::string history = readFile(path("h.tmp"));
+    std::vector<std::string> args = common;
+    const std::vector<std::string> more = {
+        "--frames",    path("frames/new"), "--every",     "2",     "--svg",
+        path("p.svg"), "--shape",          path("s.svg"), "--map", "stress"};
+    args.insert(args.end(), more.begin(), more.end());
+    const Outcome o = run(args, renderers);
+    ASSERT_EQ(o.code, 0) << o.err;
+    // Frame 0 is the analysed state, then one every 2 steps; the folder is created.
+    EXPECT_EQ(frames, (std::vector<std::pair<std::string, int>>{
+                          {"frame-00000.png", 0}, {"frame-00001.png", 2}, {"frame-00002.png", 4}}));
+    EXPECT_EQ(std::distance(fs::directory_iterator(path("frames/new")), fs::directory_iterator()),
+              3);
+    EXPECT_EQ(svgs, std::vector<int>{5});
+    // Drawing the frames changes no result.
+    EXPECT_EQ(readFile(path("c.csv")), cells);
+    EXPECT_EQ(readFile(path("h.tmp")), history);
+    // The shape is the final model's.
+    quillane::Model saved;
+    quillane::OpenModel(saved, path("s.model"), quillane::CanvasSize{6624, 5580});
+    EXPECT_EQ(readFile(path("s.svg")), quillane::ShapeSvg(quillane::TraceShape(saved)));
+    // The files of the options, the frames' folder aside.
+    const auto parsed = quillane::cli::ParseArguments(args);
+    ASSERT_TRUE(parsed.options);
+    EXPECT_EQ(quillane::cli::OutputPaths(*parsed.options),
+              (std::vector<std::string>{path("h.tmp"), path("c.csv"), path("s.model"),
+                                        path("p.svg"), path("s.svg")}));
+    EXPECT_EQ(quillane::cli::FrameName(32767), "frame-32767.png");
+
+    // Outputs that cannot be written, each before or instead of the work it needs.
+    std::ofstream(path("plain")) << "a file";
+    const std::vector<std::tuple<std::vector<std::string>, std::string, bool>> failures = {
+        {{"--frames", path("plain/frames")}, "The frames folder", false},
+        {{"--shape", path("none/s.dxf")}, "The shape file cannot be written: cannot create", true},
+        {{"--svg", path("p.svg")}, "cannot draw pictures", false},
+    };
+    for (const auto& [extra, message, analysed] : failures) {
+        std::vector<std::string> failing = {"run", kTiny};
+        failing.insert(failing.end(), extra.begin(), extra.end());
+        const Outcome f =
+            run(failing, extra[0] == "--svg" ? quillane::cli::Renderers{} : renderers);
+        EXPECT_EQ(f.code, 3) << f.err;
+        EXPECT_NE(f.err.find(message), std::string::npos) << f.err;
+        EXPECT_EQ(f.out.empty(), !analysed) << f.out;
+    }
+    renderers.frame = [](auto&, auto&, auto&) { return std::string("no room for frames"); };
+    const Outcome full = run({"run", kTiny, "--frames", path("frames")}, renderers);
+    EXPECT_EQ(full.code, 3);
+    EXPECT_NE(full.err.find("no room for frames"), std::string::npos);
 }
 
 TEST(RunnerUsage, BadArgumentsExitWithTwoBeforeAnyWork) {
@@ -169,6 +266,11 @@ TEST(RunnerUsage, BadArgumentsExitWithTwoBeforeAnyWork) {
         {"run M --step 3", "unknown option '--step'"},
         {"--quiet run M", "unknown command '--quiet'"},
         {"run M --map stress", "--map draws into the picture of --png"},
+        {"run M --every 2", "--every sets the steps between the frames of --frames"},
+        {"run M --frames O --every 0", "--every needs a whole number of steps from 1 to 32767"},
+        {"run M --frames", "option '--frames' needs a value"},
+        {"run M --shape O.obj", "--shape needs a file name ending in .svg, .dxf or .stl"},
+        {"run M --shape O", "--shape needs a file name ending in .svg, .dxf or .stl"},
         {"run M --png O --map heat", "--map needs 'stress' or 'potential', not 'heat'"},
         {"run M --png O --size 0x5", "--size needs WIDTHxHEIGHT"},
         // A forgotten value never takes the next option as a file name.

@@ -4,6 +4,7 @@
 #include <array>
 #include <limits>
 #include <optional>
+#include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -251,6 +252,38 @@ TEST(ResultMaps, NeuronMapIncludesZeroAndRedrawsSymbolsOnTop) {
 
 // Three rows by four columns of 100 mm cells from the origin; cell (i, j) holds
 // the stress 10 i + j and the potential 10 i + j + 0.5.
+TEST(Recording, KeptDrawingReplaysWhatIsShownSinceTheLastClear) {
+    // A canvas drawn twice, then a map over it, on a full record and a kept one at once.
+    Model m = plateWith({1, 2, 3});
+    RecordingSurface all;
+    RecordingSurface kept(true);
+    TeeSurface canvas(all, kept);
+    RecordingSurface bar(true);
+    ApplyCanvasScale(m, canvas);
+    DrawCanvas(m, canvas);
+    DrawCanvas(m, canvas);
+    DrawStressMap(m, canvas, bar, 3, 1, m.CellStress);
+    ASSERT_LT(kept.ops().size(), all.ops().size()); // the first drawing is forgotten
+    RecordingSurface again;
+    Replay(kept.ops(), again);
+    const auto shown = [](const std::vector<DrawOp>& ops) {
+        std::vector<std::tuple<int, Coords, int, int, int, int, std::string>> out;
+        for (const DrawOp& op : ops) {
+            if (op.kind >= DrawOp::Line) { // what ends up on the surface
+                out.emplace_back(op.kind, at(op), op.color.r, op.color.g, op.color.b, op.width,
+                                 op.text);
+            }
+        }
+        return out;
+    };
+    EXPECT_EQ(shown(again.sinceClear()), shown(all.sinceClear()));
+    EXPECT_EQ(again.ofKind(DrawOp::Clear).back().color, kCanvasBackground);
+    // The legend's labels print again where they printed.
+    RecordingSurface legend;
+    Replay(bar.ops(), legend);
+    EXPECT_EQ(shown(legend.ops()), shown(bar.ops()));
+}
+
 TEST(Readouts, ElementsReportTheCellBelowLeftAndNodesTheNearestNode) {
     Model m = makePlate(3, 4);
     for (int i = 1; i <= 3; ++i) {

@@ -56,6 +56,7 @@ TEST_F(MainWindowTest, StartUpCaptionsLayoutAndMoveOrigin) {
         }
     }
     EXPECT_EQ(captions.join('|'), "File|Open model|Save model|Copy image|Record history|-|Exit|"
+                                  "-|Export Image...|Export Shape...|"
                                   "Graphic|Width and Mesh Density|Move Origin|-|Graphics|Values|-|"
                                   "Clear Model|Shape|Parameter|Design Property|Freedom Conditions|"
                                   "Applied Load|Optimizaion Parameter|FEA|Optimization");

@@ -95,7 +95,7 @@ compare package deb.txt
 
 depends=$(dpkg-deb -f "$deb" Depends)
 echo "Depends: $depends"
-for dependency in libqt6core6 libqt6gui6 libqt6widgets6 fonts-ipafont-gothic; do
+for dependency in libqt6core6 libqt6gui6 libqt6widgets6 libqt6svg6 libdxflib3 fonts-ipafont-gothic; do
   if ! grep -Eq "(^|, )$dependency( |,|$)" <<<"$depends"; then
     fail "the package does not depend on $dependency"
   fi

@@ -23,15 +23,20 @@ void CanvasWidget::paintEvent(QPaintEvent*) {
 void CanvasWidget::place(const QRect& geometry) {
     setGeometry(geometry);
     if (surface_.size() != geometry.size()) {
-        surface_.resize(geometry.size());
+        resized(geometry.size());
     }
+}
+
+void CanvasWidget::resized(QSize size) {
+    surface_.resize(size);
+    shown_.clear();
 }
 
 void CanvasWidget::resizeEvent(QResizeEvent*) {
     // A hidden widget gets its resize event only when shown, after the owner drew
     // on the image placed for it: keep that picture when the size agrees.
     if (surface_.size() != size()) {
-        surface_.resize(size());
+        resized(size());
     }
 }
 

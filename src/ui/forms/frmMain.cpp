@@ -3,14 +3,20 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QCloseEvent>
+#include <QDir>
+#include <QFileDialog>
+#include <QFileInfo>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QResizeEvent>
 #include <QWindowStateChangeEvent>
 
 #include "display/Layout.h"
+#include "display/Shape.h"
+#include "display/qt/Picture.h"
 #include "ui/Commands.h"
 #include "ui/Editing.h"
+#include "ui/Export.h"
 #include "ui/Window.h"
 #include "ui/forms/Text.h"
 #include "ui/forms/frmAppliedLoad.h"
@@ -52,9 +58,9 @@ frmMain::frmMain(QWidget* parent) : QMainWindow(parent) {
     lblUpDate->setObjectName("lblUpDate");
     lblMouseXY = new QLabel(client);
     lblMouseXY->setObjectName("lblMouseXY");
-    picCanvas->surface().setBackColor(kCanvasBackground);
+    picCanvas->drawing().setBackColor(kCanvasBackground);
     const QColor window = palette().color(QPalette::Window);
-    picColorBar->surface().setBackColor(Rgb{static_cast<std::uint8_t>(window.red()),
+    picColorBar->drawing().setBackColor(Rgb{static_cast<std::uint8_t>(window.red()),
                                             static_cast<std::uint8_t>(window.green()),
                                             static_cast<std::uint8_t>(window.blue())});
 
@@ -92,6 +98,12 @@ void frmMain::buildMenus() {
                          [this] { handle([this] { RecordHistory(model_, *this); }); });
     separator(mnuFile, "separater2");
     mnuExit = command(mnuFile, "Exit", "mnuExit", [this] { mnuExit_Click(); });
+    // The exports come after the program's own items.
+    separator(mnuFile, "separatorExport");
+    mnuExportImage =
+        command(mnuFile, "Export Image...", "mnuExportImage", [this] { mnuExportImage_Click(); });
+    mnuExportShape =
+        command(mnuFile, "Export Shape...", "mnuExportShape", [this] { mnuExportShape_Click(); });
 
     mnuGraphicArea = bar->addMenu("Graphic");
     mnuGraphicArea->setObjectName("mnuGraphicArea");
@@ -268,6 +280,66 @@ void frmMain::mnuImageCopy_Click() {
     QClipboard* clipboard = QApplication::clipboard();
     clipboard->clear();
     clipboard->setImage(picCanvas->surface().image());
+}
+
+std::string frmMain::exportFile(const std::string& caption, const QStringList& filters) {
+    if (saveFileChooser_) {
+        return saveFileChooser_(caption);
+    }
+    // "PNG image (*.png)" -> "png"
+    const auto ending = [](const QString& filter) {
+        const qsizetype dot = filter.lastIndexOf('.');
+        return filter.mid(dot + 1).chopped(1);
+    };
+    QFileDialog dialog(this, qText(caption));
+    dialog.setAcceptMode(QFileDialog::AcceptSave);
+    dialog.setNameFilters(filters);
+    dialog.setDefaultSuffix(ending(filters.first()));
+    connect(&dialog, &QFileDialog::filterSelected, &dialog,
+            [&](const QString& filter) { dialog.setDefaultSuffix(ending(filter)); });
+    // Next to the model, named after it, when it came from a file.
+    const QFileInfo model(qText(model_.ModelFilePath));
+    if (!model_.ModelFilePath.empty() && model.absoluteDir().exists()) {
+        dialog.setDirectory(model.absoluteDir());
+        dialog.selectFile(model.completeBaseName());
+    } else {
+        dialog.setDirectory(QDir::current());
+    }
+    if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty()) {
+        return {};
+    }
+    return stdText(dialog.selectedFiles().first());
+}
+
+void frmMain::mnuExportImage_Click() {
+    const std::string path =
+        exportFile(kExportImageTitle, {"PNG image (*.png)", "SVG drawing (*.svg)"});
+    if (path.empty()) {
+        return;
+    }
+    if (!PictureFormatOf(path)) {
+        showMessage(kImageFileName, kExportImageTitle);
+        return;
+    }
+    // What the window shows now: the canvas and the legend as they are.
+    try {
+        WritePicture(path, picCanvas->picture(), picColorBar->picture());
+    } catch (const std::exception& error) {
+        showMessage(ExportFailureMessage(error), kExportImageTitle);
+    }
+}
+
+void frmMain::mnuExportShape_Click() {
+    // Nothing to write: say so before asking for a file.
+    if (TraceShape(model_).empty()) {
+        showMessage(kNoShapeToExport, kExportShapeTitle);
+        return;
+    }
+    const std::string path = exportFile(
+        kExportShapeTitle, {"SVG outline (*.svg)", "DXF drawing (*.dxf)", "STL solid (*.stl)"});
+    if (!path.empty()) {
+        ExportShapeCommand(model_, *this, path);
+    }
 }
 
 void frmMain::mnuExit_Click() {

@@ -31,9 +31,14 @@ class frmMain : public QMainWindow, public Desktop {
     using MessageHandler = std::function<void(const std::string& text, const std::string& title)>;
     void setMessageHandler(MessageHandler handler) { messageHandler_ = std::move(handler); }
 
+    // Where the export commands ask for the file to write; by default a standard save
+    // dialog offering the formats. Returns "" when the user cancels. Tests replace it.
+    using SaveFileChooser = std::function<std::string(const std::string& caption)>;
+    void setSaveFileChooser(SaveFileChooser chooser) { saveFileChooser_ = std::move(chooser); }
+
     // Desktop
-    DrawingSurface& canvas() override { return picCanvas->surface(); }
-    DrawingSurface& colorBar() override { return picColorBar->surface(); }
+    DrawingSurface& canvas() override { return picCanvas->drawing(); }
+    DrawingSurface& colorBar() override { return picColorBar->drawing(); }
     void showMessage(const std::string& text, const std::string& title) override;
     void beep() override;
     void setBusy(bool busy) override;
@@ -59,6 +64,8 @@ class frmMain : public QMainWindow, public Desktop {
     QAction* mnuImageCopy = nullptr;
     QAction* mnuHistory = nullptr;
     QAction* mnuExit = nullptr;
+    QAction* mnuExportImage = nullptr;
+    QAction* mnuExportShape = nullptr;
     QMenu* mnuGraphicArea = nullptr;
     QAction* mnuWidth = nullptr;
     QAction* mnuMoveOrigin = nullptr;
@@ -96,10 +103,16 @@ class frmMain : public QMainWindow, public Desktop {
     void tmrOpt_Timer();
     void mnuImageCopy_Click();
     void mnuExit_Click();
+    void mnuExportImage_Click();
+    void mnuExportShape_Click();
+    // The file to export to, from the chooser or a save dialog with these filters
+    // ("PNG image (*.png)"); the first filter's ending is added to a bare name.
+    std::string exportFile(const std::string& caption, const QStringList& filters);
 
     Model model_;
     HistoryRecorder history_;
     MessageHandler messageHandler_;
+    SaveFileChooser saveFileChooser_;
     bool busy_ = false;
 };
 
