@@ -42,6 +42,14 @@ struct RunOptions {
     int pngHeight = 600;
     // "" for the plain model, "stress" or "potential" for a result map over it.
     std::string map;
+    // Rules that end the steps before --steps is reached (off when not given).
+    std::optional<int> untilSteady;       // no cell changed for this many steps
+    std::optional<double> minVolumeRatio; // of the analysis's volume, 0 < R < 1
+    bool stopOnUnconverged = false;
+    // The convergence chart of the run (.png or .svg), drawn after the last step.
+    std::optional<std::string> chartPath;
+    int chartWidth = 960;
+    int chartHeight = 600;
 };
 
 // The runner's drawings need Qt, which its own logic does without: the program passes
@@ -50,6 +58,8 @@ struct RunOptions {
 struct Renderers {
     // The canvas with its legend after the last step (--png).
     std::function<std::string(Model& m, const RunOptions& options)> picture;
+    // The convergence chart of the run record (--chart).
+    std::function<std::string(const Model& m, const RunOptions& options)> chart;
 };
 
 // Every file the options ask the runner to write, in the order of the options.
