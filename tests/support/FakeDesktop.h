@@ -1,6 +1,7 @@
 #pragma once
 // A desktop for tests: recording surfaces for the canvas and the legend, and a
-// log of every message, beep, pointer change, caption and timer setting.
+// log of every message, beep, pointer change, caption, timer setting and change of
+// the run record.
 
 #include <string>
 #include <utility>
@@ -39,6 +40,7 @@ class FakeDesktop : public Desktop {
     double canvasWidth() override { return width; }
     double canvasHeight() override { return height; }
     HistoryRecorder& history() override { return history_; }
+    void runRecordChanged() override { ++recordChanges; }
 
     RecordingSurface canvasSurface;
     RecordingSurface barSurface;
@@ -51,6 +53,7 @@ class FakeDesktop : public Desktop {
     std::string title;
     bool resultMenusEnabled = true;
     int timerInterval = 0;
+    int recordChanges = 0;
     double width = 1380; // a 3 : 2 canvas of the usual size in pixels
     double height = 920;
 
