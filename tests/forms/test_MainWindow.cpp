@@ -58,7 +58,8 @@ TEST_F(MainWindowTest, StartUpCaptionsLayoutAndMoveOrigin) {
     EXPECT_EQ(captions.join('|'), "File|Open model|Save model|Copy image|Record history|-|Exit|"
                                   "Graphic|Width and Mesh Density|Move Origin|-|Graphics|Values|-|"
                                   "Clear Model|Shape|Parameter|Design Property|Freedom Conditions|"
-                                  "Applied Load|Optimizaion Parameter|FEA|Optimization");
+                                  "Applied Load|Optimizaion Parameter|FEA|Optimization|"
+                                  "Run|Convergence Chart...|Stop Rules...");
     window.setWindowState(Qt::WindowMinimized);
     QApplication::processEvents();
     if (window.isMinimized()) { // not every platform minimizes
