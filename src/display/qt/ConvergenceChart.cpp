@@ -29,8 +29,8 @@ QLineSeries* lineSeries(const QString& name, const QColor& color, qreal width) {
 }
 
 // Ticks at round numbers (1, 2 or 5 times a power of ten) about five to a range,
-// anchored at 0, whatever range the run has reached.
-void setRoundTicks(QValueAxis* axis, double low, double high) {
+// anchored at 0, whatever range the run has reached; never closer than `finest`.
+void setRoundTicks(QValueAxis* axis, double low, double high, double finest = 0.0) {
     const double rough = (high - low) / 5.0;
     const double power = std::pow(10.0, std::floor(std::log10(rough)));
     double interval = power;
@@ -39,6 +39,7 @@ void setRoundTicks(QValueAxis* axis, double low, double high) {
             interval = factor * power;
         }
     }
+    interval = std::max(interval, finest);
     // The ticks first: the axis lays out its labels when its range changes.
     axis->setTickType(QValueAxis::TicksDynamic);
     axis->setTickAnchor(0.0);
@@ -191,7 +192,8 @@ void ConvergenceChart::Follow(const RunRecord& record) {
 }
 
 void ConvergenceChart::fitAxes() {
-    setRoundTicks(stepAxis, firstStep_, std::max(lastStep_, firstStep_ + 1.0));
+    // Steps are whole numbers.
+    setRoundTicks(stepAxis, firstStep_, std::max(lastStep_, firstStep_ + 1.0), 1.0);
     setPaddedRange(volumeAxis, volumeLow_, volumeHigh_);
     setPaddedRange(stressAxis, stressLow_, stressHigh_);
 }
