@@ -28,7 +28,7 @@ std::string SolverWarningText(const RunRecordEntry& entry) {
 }
 
 std::string StopNoticeText(const StopReason& reason, const StopRules& rules) {
-    const std::string head = "Stopped after step " + std::to_string(reason.step) + ": ";
+    std::string head = "Stopped after step " + std::to_string(reason.step) + ": ";
     switch (reason.rule) {
     case StopRule::Steady:
         return head + "no cell has changed state for " + std::to_string(rules.steadySteps) +
