@@ -173,11 +173,14 @@ TEST_F(RunMenu, RulesAreOffUntilSetAndTheChartChangesNoResult) {
     EXPECT_LE(window.lblRunNotice->geometry().right(), window.lblMouseXY->x());
     frmOptimization optimization(m, window);
     EXPECT_EQ(optimization.lblRunNotice->text(), window.lblRunNotice->toolTip());
+    EXPECT_TRUE(optimization.lblRunNotice->isVisibleTo(&optimization));
     EXPECT_TRUE(messages.empty());
     window.mnuStressAnalysis->trigger(); // of the fallen layout: it fails too, at once said
     EXPECT_TRUE(window.lblRunNotice->toolTip().startsWith("Analysis: the solver stopped after "));
     window.mnuClear->trigger();
     EXPECT_FALSE(window.lblRunNotice->isVisible());
+    optimization.showRunNotice(); // nothing to say: the dialog as it always was
+    EXPECT_FALSE(optimization.lblRunNotice->isVisibleTo(&optimization));
 
     // The same run twice, recording, with the chart open the second time: the same
     // history to the last byte, and the chart drawn at most 20 times a second.

@@ -53,11 +53,20 @@ frmConvergenceChart::frmConvergenceChart(Model& m, Desktop& d, QWidget* parent)
     connect(pending_, &QTimer::timeout, this, &frmConvergenceChart::refresh);
 
     connect(cmdSaveChart, &QPushButton::clicked, this, [this] {
-        const QString path = QFileDialog::getSaveFileName(this, "Save Chart", "convergence.png",
-                                                          "PNG image (*.png);;SVG image (*.svg)");
-        if (!path.isEmpty()) {
-            saveChart(path);
+        const QString png = "PNG image (*.png)";
+        const QString svg = "SVG image (*.svg)";
+        QString chosen;
+        QString path = QFileDialog::getSaveFileName(this, "Save Chart", "convergence.png",
+                                                    png + ";;" + svg, &chosen);
+        if (path.isEmpty()) {
+            return;
         }
+        // A name typed without its extension gets the one of the chosen type.
+        if (!path.endsWith(".png", Qt::CaseInsensitive) &&
+            !path.endsWith(".svg", Qt::CaseInsensitive)) {
+            path += chosen == svg ? ".svg" : ".png";
+        }
+        saveChart(path);
     });
     connect(cmdCopyData, &QPushButton::clicked, this, &frmConvergenceChart::copyData);
     connect(cmdSaveData, &QPushButton::clicked, this, [this] {

@@ -159,6 +159,9 @@ void frmMain::buildMenus() {
     mnuStopRules =
         command(mnuRun, "Stop Rules...", "mnuStopRules", [this] { showDialog<frmStopRules>(); });
     mnuStopRules->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_R));
+    // Also from the chart window, which is the active one while the user watches it.
+    mnuConvergenceChart->setShortcutContext(Qt::ApplicationShortcut);
+    mnuStopRules->setShortcutContext(Qt::ApplicationShortcut);
 }
 
 void frmMain::mnuConvergenceChart_Click() {

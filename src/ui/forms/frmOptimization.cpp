@@ -44,7 +44,11 @@ frmOptimization::frmOptimization(Model& m, Desktop& d, QWidget* parent)
 void frmOptimization::showRunNotice() {
     const std::string notice = RunNoticeText(m_);
     lblRunNotice->setText(qText(notice));
-    lblRunNotice->setVisible(!notice.empty());
+    if (lblRunNotice->isVisibleTo(this) != !notice.empty()) {
+        lblRunNotice->setVisible(!notice.empty());
+        // The dialog grows to the notice and shrinks back without it.
+        adjustSize();
+    }
 }
 
 void frmOptimization::reject() {
