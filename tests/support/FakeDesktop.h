@@ -1,7 +1,6 @@
 #pragma once
 // A desktop for tests: recording surfaces for the canvas and the legend, and a
-// log of every message, beep, pointer change, caption, timer setting and change of
-// the run record.
+// log of every message, beep, pointer change, caption and timer setting.
 
 #include <string>
 #include <utility>
@@ -40,7 +39,6 @@ class FakeDesktop : public Desktop {
     double canvasWidth() override { return width; }
     double canvasHeight() override { return height; }
     HistoryRecorder& history() override { return history_; }
-    void runRecordChanged() override { ++recordChanges; }
 
     RecordingSurface canvasSurface;
     RecordingSurface barSurface;
@@ -53,7 +51,6 @@ class FakeDesktop : public Desktop {
     std::string title;
     bool resultMenusEnabled = true;
     int timerInterval = 0;
-    int recordChanges = 0;
     double width = 1380; // a 3 : 2 canvas of the usual size in pixels
     double height = 920;
 
