@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
@@ -26,6 +27,7 @@
 #include "optimize/History.h"
 #include "optimize/Optimization.h"
 #include "optimize/Parameters.h"
+#include "optimize/StopRules.h"
 
 #include <unistd.h>
 
@@ -148,16 +150,43 @@ void writeShape(const Model& m, const std::string& path) {
     }
 }
 
-// The closing line: "final  volume=6.92E+04 steps=300 unconverged=0  Stress Target = ...".
+// The closing line: "final  volume=6.92E+04 steps=300 unconverged=0 stopped=steps
+// Stress Target = ...".
 struct Summary {
     int steps = 0;       // steps run
     int unconverged = 0; // solves (analysis and steps) that stopped without converging
+    std::optional<StopReason> stopped; // the rule that ended the steps, if one did
 };
+
+// "stopped=steps" when the steps ran out (or none were asked for); otherwise the
+// rule and the step after which it fired, "stopped=steady at=57", each a name=value
+// field like the rest of the line.
+std::string stoppedFields(const Summary& summary) {
+    if (!summary.stopped) {
+        return "stopped=steps";
+    }
+    const char* name = "steps";
+    switch (summary.stopped->rule) {
+    case StopRule::Steady:
+        name = "steady";
+        break;
+    case StopRule::Volume:
+        name = "volume";
+        break;
+    case StopRule::Unconverged:
+        name = "unconverged";
+        break;
+    case StopRule::Steps:
+        break;
+    }
+    return std::string("stopped=") + name + " at=" + std::to_string(summary.stopped->step);
+}
 
 std::string finalLine(const Model& m, const Summary& summary) {
     return "final  volume=" + formatScientific(m.Volume) +
            " steps=" + std::to_string(summary.steps) +
-           " unconverged=" + std::to_string(summary.unconverged) + "  " + ParameterStatusText(m);
+           " unconverged=" + std::to_string(summary.unconverged) + " " + stoppedFields(summary) +
+           "  " + ParameterStatusText(m);
 }
 
 // Everything after the options are known. `stage` always names the work in hand, so
@@ -197,6 +226,12 @@ int runModel(const RunOptions& options, std::ostream& out, std::ostream& err, st
     if (options.svgPath && !renderers.svg) {
         throw OutputFileError("This build of the runner cannot draw pictures.");
     }
+    // The runner's rules; the step-count rule of the window is --steps here.
+    m.Rules.steady = options.untilSteady.has_value();
+    m.Rules.steadySteps = options.untilSteady.value_or(m.Rules.steadySteps);
+    m.Rules.volume = options.minVolumeRatio.has_value();
+    m.Rules.volumeRatio = options.minVolumeRatio.value_or(m.Rules.volumeRatio);
+    m.Rules.unconverged = options.stopOnUnconverged;
 
     Summary summary;
     stage = "the analysis";
@@ -227,6 +262,11 @@ int runModel(const RunOptions& options, std::ostream& out, std::ostream& err, st
         }
         stage = "drawing the frame after " + label;
         writeFrame(m, options, renderers, summary.steps);
+        // A run that stops early writes its outputs for the step where it stopped.
+        summary.stopped = CheckStopRules(m.Rules, m.Record);
+        if (summary.stopped) {
+            break;
+        }
     }
     if (history) {
         history->Close(m);
@@ -259,6 +299,15 @@ int runModel(const RunOptions& options, std::ostream& out, std::ostream& err, st
         stage = "writing the shape";
         writeShape(m, *options.shapePath);
     }
+    if (options.chartPath) {
+        stage = "drawing the chart";
+        if (!renderers.chart) {
+            throw OutputFileError("This build of the runner cannot draw charts.");
+        }
+        if (const std::string problem = renderers.chart(m, options); !problem.empty()) {
+            throw OutputFileError(problem);
+        }
+    }
     if (!options.quiet) {
         out << finalLine(m, summary) << '\n';
     }
@@ -282,6 +331,28 @@ bool wholeNumber(std::string_view text, int lo, int hi, int& value) {
     }
     value = v;
     return true;
+}
+
+// A decimal number strictly between 0 and 1, the whole text.
+bool openFraction(std::string_view text, double& value) {
+    double v = 0.0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), v);
+    if (text.empty() || error != std::errc() || end != text.data() + text.size() || !(v > 0.0) ||
+        !(v < 1.0)) {
+        return false;
+    }
+    value = v;
+    return true;
+}
+
+// Whether a file name ends in `extension` ("png"), in any case.
+bool hasExtension(std::string_view path, std::string_view extension) {
+    if (path.size() <= extension.size() + 1 || path[path.size() - extension.size() - 1] != '.') {
+        return false;
+    }
+    return std::equal(
+        extension.begin(), extension.end(), path.end() - extension.size(),
+        [](char a, char b) { return a == std::tolower(static_cast<unsigned char>(b)); });
 }
 
 // "800x600" into its two whole numbers, each 1 to 20000.
@@ -389,6 +460,40 @@ const std::vector<OptionRule>& optionRules() {
              }
              return "--every needs a whole number of steps from 1 to 32767, not '" + value + "'";
          }},
+        {"--until-steady", true,
+         [](RunOptions& o, const std::string& value) -> std::string {
+             int k = 0;
+             if (!wholeNumber(value, 1, kInt16Max, k)) {
+                 return "--until-steady needs a whole number of steps from 1 to 32767, not '" +
+                        value + "'";
+             }
+             o.untilSteady = k;
+             return {};
+         }},
+        {"--min-volume-ratio", true,
+         [](RunOptions& o, const std::string& value) -> std::string {
+             double r = 0.0;
+             if (!openFraction(value, r)) {
+                 return "--min-volume-ratio needs a number between 0 and 1 (both excluded), "
+                        "not '" +
+                        value + "'";
+             }
+             o.minVolumeRatio = r;
+             return {};
+         }},
+        {"--stop-on-unconverged", false,
+         [](RunOptions& o, const std::string&) {
+             o.stopOnUnconverged = true;
+             return std::string();
+         }},
+        {"--chart", true,
+         [](RunOptions& o, const std::string& value) -> std::string {
+             if (!hasExtension(value, "png") && !hasExtension(value, "svg")) {
+                 return "--chart needs a file name ending in .png or .svg, not '" + value + "'";
+             }
+             o.chartPath = value;
+             return {};
+         }},
     };
     return rules;
 }
@@ -401,6 +506,9 @@ std::string checkCombination(const RunOptions& o) {
     if (o.every && !o.framesDir) {
         return "--every sets the steps between the frames of --frames; give --frames DIR too";
     }
+    if ((o.untilSteady || o.minVolumeRatio || o.stopOnUnconverged) && o.steps == 0) {
+        return "the stop rules end a run of --steps N steps early; give --steps N (1 to 32767)";
+    }
     return {};
 }
 
@@ -411,7 +519,7 @@ std::vector<std::string> OutputPaths(const RunOptions& options) {
     // The folder of --frames is not a file: the run creates and checks it itself.
     for (const std::optional<std::string>* path :
          {&options.historyPath, &options.cellsPath, &options.savePath, &options.pngPath,
-          &options.svgPath, &options.shapePath}) {
+          &options.svgPath, &options.shapePath, &options.chartPath}) {
         if (*path) {
             paths.push_back(**path);
         }
@@ -514,6 +622,9 @@ std::string UsageLines() {
            "                        [--png FILE [--size WxH] [--map stress|potential]]\n"
            "                        [--svg FILE] [--shape FILE] [--frames DIR [--every K]]\n"
            "                        [--stress-target S] [--epsilon E] [--lambda L] [--quiet]\n"
+           "                        [--until-steady K] [--min-volume-ratio R] "
+           "[--stop-on-unconverged]\n"
+           "                        [--chart FILE]\n"
            "       quillane-cli --help | --version\n";
 }
 
@@ -521,8 +632,10 @@ std::string UsageText() {
     return UsageLines() +
            "\n"
            "Opens MODEL, runs the stress analysis and N optimization steps (0 to 32767,\n"
-           "default 0). The last line sums up: the volume, the steps run and how many solves\n"
-           "stopped without converging (unconverged=N), then the parameters.\n"
+           "default 0). The last line sums up: the volume, the steps run, how many solves\n"
+           "stopped without converging (unconverged=N), why the steps ended (stopped=steps,\n"
+           "or stopped=steady, stopped=volume or stopped=unconverged with at=STEP, the step\n"
+           "after which the rule fired), then the parameters.\n"
            "  --history FILE      record the history (header, the analysed state, one line a "
            "step)\n"
            "  --cells FILE        write row,column,state,stress,potential of every cell as CSV\n"
@@ -544,6 +657,18 @@ std::string UsageText() {
            "  --stress-target S, --epsilon E, --lambda L\n"
            "                      override the model's optimization parameters\n"
            "  --quiet             print nothing but warnings and errors\n"
+           "Stop rules, checked after every step, end the run before --steps N is reached\n"
+           "(they need --steps; one that fires at the last step is still named); the outputs\n"
+           "are then written for the step where the run stopped:\n"
+           "  --until-steady K    stop when no cell has changed state for K steps in a row\n"
+           "  --min-volume-ratio R\n"
+           "                      stop when the volume is at or below R (0 < R < 1) times\n"
+           "                      the volume of the analysis\n"
+           "  --stop-on-unconverged\n"
+           "                      stop after a step whose solve did not converge\n"
+           "  --chart FILE        draw the convergence chart (volume, largest, mean and\n"
+           "                      smallest stress by step; unconverged solves marked) into\n"
+           "                      FILE, a PNG or SVG image by its extension (960x600)\n"
            "Exit codes: 0 done, 2 usage error, 3 a file could not be read or written,\n"
            "4 a run-time fault in the analysis or the steps.\n";
 }

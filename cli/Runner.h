@@ -50,6 +50,14 @@ struct RunOptions {
     // frame-00000.png is the analysed state, frame n the state after n x every steps.
     std::optional<std::string> framesDir;
     std::optional<int> every; // --every; 1 when not given
+    // Rules that end the steps before --steps is reached (off when not given).
+    std::optional<int> untilSteady;       // no cell changed for this many steps
+    std::optional<double> minVolumeRatio; // of the analysis's volume, 0 < R < 1
+    bool stopOnUnconverged = false;
+    // The convergence chart of the run (.png or .svg), drawn after the last step.
+    std::optional<std::string> chartPath;
+    int chartWidth = 960;
+    int chartHeight = 600;
 };
 
 // The runner's drawings need Qt, which its own logic does without: the program passes
@@ -62,6 +70,8 @@ struct Renderers {
     std::function<std::string(Model& m, const RunOptions& options)> svg;
     // One frame of --frames: the picture as a PNG file at `path`.
     std::function<std::string(Model& m, const RunOptions& options, const std::string& path)> frame;
+    // The convergence chart of the run record (--chart).
+    std::function<std::string(const Model& m, const RunOptions& options)> chart;
 };
 
 // The file name of frame n of --frames: "frame-00000.png" upward.

@@ -1,5 +1,5 @@
 // quillane-cli: runs a model's analysis and optimization without the desktop.
-#include <QGuiApplication>
+#include <QApplication>
 #include <QImageWriter>
 #include <iostream>
 #include <memory>
@@ -7,46 +7,30 @@
 #include <vector>
 
 #include "Runner.h"
+#include "display/qt/ConvergenceChart.h"
 #include "display/qt/Picture.h"
+#include "model/Model.h"
 #include "model/SafeFile.h"
 
 namespace {
 
 // Pictures are drawn headless: Qt starts on the offscreen platform (unless the
-// caller chose another) only when a picture is asked for.
-std::string writePicture(std::unique_ptr<QGuiApplication>& app, quillane::Model& m,
-                         const quillane::cli::RunOptions& options) {
-    if (!app) {
-        if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
-            qputenv("QT_QPA_PLATFORM", "offscreen");
-        }
-        static int argc = 1;
-        static char name[] = "quillane-cli";
-        static char* argv[] = {name, nullptr};
-        app = std::make_unique<QGuiApplication>(argc, argv);
+// caller chose another) only when a picture is asked for. The chart is a graphics
+// widget and needs the widgets' application; the canvas pictures alone do with the
+// lighter one, as they always have.
+void startQt(std::unique_ptr<QGuiApplication>& app, const quillane::cli::RunOptions& options) {
+    if (app) {
+        return;
     }
-    const quillane::PictureMap map = options.map == "stress"      ? quillane::PictureMap::Stress
-                                     : options.map == "potential" ? quillane::PictureMap::Potential
-                                                                  : quillane::PictureMap::None;
-    const QImage picture =
-        quillane::RenderPicture(m, QSize(options.pngWidth, options.pngHeight), map);
-    QImageWriter writer(QString::fromStdString(*options.pngPath), "png");
-    if (!writer.write(picture)) {
-        return "The picture \"" + *options.pngPath +
-               "\" cannot be written: " + writer.errorString().toStdString() + ".";
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
     }
-    return {};
-}
-
-// Starts Qt for the pictures, once, as writePicture does.
-void startQt(std::unique_ptr<QGuiApplication>& app) {
-    if (!app) {
-        if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
-            qputenv("QT_QPA_PLATFORM", "offscreen");
-        }
-        static int argc = 1;
-        static char name[] = "quillane-cli";
-        static char* argv[] = {name, nullptr};
+    static int argc = 1;
+    static char name[] = "quillane-cli";
+    static char* argv[] = {name, nullptr};
+    if (options.chartPath) {
+        app = std::make_unique<QApplication>(argc, argv);
+    } else {
         app = std::make_unique<QGuiApplication>(argc, argv);
     }
 }
@@ -57,10 +41,23 @@ quillane::PictureMap mapOf(const quillane::cli::RunOptions& options) {
                                         : quillane::PictureMap::None;
 }
 
+std::string writePicture(std::unique_ptr<QGuiApplication>& app, quillane::Model& m,
+                         const quillane::cli::RunOptions& options) {
+    startQt(app, options);
+    const QImage picture =
+        quillane::RenderPicture(m, QSize(options.pngWidth, options.pngHeight), mapOf(options));
+    QImageWriter writer(QString::fromStdString(*options.pngPath), "png");
+    if (!writer.write(picture)) {
+        return "The picture \"" + *options.pngPath +
+               "\" cannot be written: " + writer.errorString().toStdString() + ".";
+    }
+    return {};
+}
+
 // The picture of --png drawn again as SVG (--svg).
 std::string writeSvg(std::unique_ptr<QGuiApplication>& app, quillane::Model& m,
                      const quillane::cli::RunOptions& options) {
-    startQt(app);
+    startQt(app, options);
     const quillane::PictureParts parts =
         quillane::DrawPicture(m, QSize(options.pngWidth, options.pngHeight), mapOf(options));
     try {
@@ -75,13 +72,33 @@ std::string writeSvg(std::unique_ptr<QGuiApplication>& app, quillane::Model& m,
 // One frame of --frames.
 std::string writeFrame(std::unique_ptr<QGuiApplication>& app, quillane::Model& m,
                        const quillane::cli::RunOptions& options, const std::string& path) {
-    startQt(app);
+    startQt(app, options);
     const QImage picture =
         quillane::RenderPicture(m, QSize(options.pngWidth, options.pngHeight), mapOf(options));
     try {
         quillane::WriteFileReplacing(path, quillane::PngBytes(picture));
     } catch (const quillane::FileWriteError& e) {
         return "The frame cannot be written: " + std::string(e.what()) + ".";
+    }
+    return {};
+}
+
+std::string writeChart(std::unique_ptr<QGuiApplication>& app, const quillane::Model& m,
+                       const quillane::cli::RunOptions& options) {
+    startQt(app, options);
+    const std::string& path = *options.chartPath;
+    // The option's check allows only the two extensions.
+    const bool svg =
+        path.size() >= 4 &&
+        QString::fromStdString(path.substr(path.size() - 4)).compare(".svg", Qt::CaseInsensitive) ==
+            0;
+    const QByteArray bytes = quillane::RenderConvergenceChart(
+        m.Record, QSize(options.chartWidth, options.chartHeight),
+        svg ? quillane::ChartFormat::Svg : quillane::ChartFormat::Png);
+    try {
+        quillane::WriteFileReplacing(path, std::string_view(bytes.constData(), bytes.size()));
+    } catch (const quillane::FileWriteError& e) {
+        return std::string("The chart could not be written: ") + e.what() + ".";
     }
     return {};
 }
@@ -101,5 +118,8 @@ int main(int argc, char** argv) {
     };
     renderers.frame = [&app](quillane::Model& m, const quillane::cli::RunOptions& options,
                              const std::string& path) { return writeFrame(app, m, options, path); };
+    renderers.chart = [&app](const quillane::Model& m, const quillane::cli::RunOptions& options) {
+        return writeChart(app, m, options);
+    };
     return quillane::cli::Main(args, std::cout, std::cerr, renderers);
 }

@@ -84,6 +84,7 @@ void ClearGeometry(Model& m) {
     m.MinStress = 0.0;
     m.AvgStress = 0.0;
     m.Volume = 0.0;
+    m.Record.Clear();
 
     m.ClickCount = 0;
     m.FirstCornerColumn = 0;

@@ -11,6 +11,7 @@
 
 #include "model/Array.h"
 #include "model/Int16.h"
+#include "model/RunRecord.h"
 
 namespace quillane {
 
@@ -111,6 +112,12 @@ struct Model {
     double AvgStress = 0.0;
     double Volume = 0.0;
 
+    // The course of the present run (analysis and steps) and the rules that may end
+    // an automatic one. The rules are settings of the session: no model file holds
+    // them and clearing the model keeps them.
+    RunRecord Record;
+    StopRules Rules;
+
     // Interaction and display state.
     int16 EditMode = 0;
     int16 ClickCount = 0;
@@ -153,8 +160,9 @@ void SizeEquationArrays(Model& m);
 
 // Empties the geometry: no domain (DomainDefined = 0, the rectangle at 0), no cells,
 // nodes, elements or equations, every grid and equation array emptied, the results
-// at 0 and no rectangle half-way through its two clicks. Material, parameters, the
-// view, the entered load and the colour table stay.
+// at 0, the run record emptied and no rectangle half-way through its two clicks.
+// Material, parameters, the stop rules, the view, the entered load and the colour
+// table stay.
 void ClearGeometry(Model& m);
 
 } // namespace quillane

@@ -8,12 +8,14 @@
 #include "fem/StressAnalysis.h"
 #include "model/Model.h"
 #include "optimize/History.h"
+#include "optimize/Potential.h"
 
 namespace quillane {
 
 // The stress analysis command's computation (mnuStressAnalysis_Click without its
-// drawing): StepCount = 0, AnalyseLayout, then the potentials of all occupied cells
-// start saturated (InitPotential). `stressesKnown` runs between the two, once the
+// drawing): StepCount = 0, the run record emptied, AnalyseLayout and its entry in
+// the record, then the potentials of all occupied cells start saturated
+// (InitPotential). `stressesKnown` runs between the two, once the
 // stresses are evaluated (the desktop offers optimization and recording from then on,
 // even if starting the potentials then fails). Drawing the map and the status caption
 // are the caller's.
@@ -22,6 +24,7 @@ AnalysisReport RunStressAnalysis(Model& m, const std::function<void()>& stresses
 struct StepReport {
     AnalysisReport analysis;
     int16 step = 0; // the step number shown and recorded (StepCount before the increment)
+    CellChanges changes;
 };
 
 // One step (Optimization), in this order: EditMode = 0; UpdatePotential;
@@ -29,7 +32,8 @@ struct StepReport {
 // stresses and the volume; `show` (the desktop draws the map chosen by DisplayMode and
 // sets the status caption, while StepCount still holds the step's number); a history
 // record when recording (through `history`, which may be null when not recording);
-// StepCount + 1, which raises the overflow fault after step 32767.
+// the step's entry in the run record; StepCount + 1, which raises the overflow fault
+// after step 32767.
 StepReport Optimization(Model& m, HistoryRecorder* history = nullptr,
                         const std::function<void(Model&)>& show = {});
 

@@ -42,7 +42,7 @@ void InitPotential(Model& m) {
     }
 }
 
-void UpdatePotential(Model& m) {
+CellChanges UpdatePotential(Model& m) {
     const float delta = increment(m.Lambda);
     m.PotentialIncrement = delta;
     const int rows = m.CellRowCount;
@@ -84,14 +84,20 @@ void UpdatePotential(Model& m) {
 
     // Decide: design cells only; a potential equal to Epsilon keeps the material.
     const double threshold = m.Epsilon;
+    CellChanges changes;
     for (int i = 1; i <= rows; ++i) {
         for (int j = 1; j <= columns; ++j) {
             const int16 state = m.CellState(i, j);
             if (state == kCellDesign || state == kCellEmpty) {
-                m.CellState(i, j) = m.Potential(i, j) < threshold ? kCellEmpty : kCellDesign;
+                const int16 decided = m.Potential(i, j) < threshold ? kCellEmpty : kCellDesign;
+                if (decided != state) {
+                    ++(decided == kCellDesign ? changes.gained : changes.lost);
+                }
+                m.CellState(i, j) = decided;
             }
         }
     }
+    return changes;
 }
 
 } // namespace quillane

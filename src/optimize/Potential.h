@@ -13,8 +13,16 @@ namespace quillane {
 // keep theirs. Lambda = 0 divides zero by zero and raises the floating-point fault.
 void InitPotential(Model& m);
 
+// How many design cells changed state in one step of the rule.
+struct CellChanges {
+    int gained = 0; // empty (0) to material (1)
+    int lost = 0;   // material (1) to empty (0)
+};
+
 // One step of the rule on the stresses of the last analysis: forget, feed, then
 // decide the state of every design cell (code 0 or 1). Other cells never change.
-void UpdatePotential(Model& m);
+// Returns how many cells changed; counting reads the states the rule decides and
+// changes none of its arithmetic.
+CellChanges UpdatePotential(Model& m);
 
 } // namespace quillane

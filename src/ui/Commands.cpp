@@ -12,6 +12,7 @@
 #include "optimize/History.h"
 #include "optimize/Optimization.h"
 #include "optimize/Parameters.h"
+#include "optimize/StopRules.h"
 #include "ui/Editing.h"
 #include "ui/Window.h"
 
@@ -92,6 +93,8 @@ bool RunGuarded(Model& m, Desktop& d, const std::function<void()>& handler) {
             // the user start again once the folder can be written to.
             d.history().Close(m);
         }
+        // A failed analysis has emptied the record.
+        d.runRecordChanged();
         d.showMessage(FaultMessage(error), FaultTitle(error));
         return false;
     }
@@ -145,6 +148,7 @@ void StressAnalysisCommand(Model& m, Desktop& d) {
     // map and the volume are shown from them as for a converged one.
     DrawStressMap(m, d.canvas(), d.colorBar(), m.MaxStress, m.MinStress, m.CellStress);
     d.setStatus(AnalysisStatusText(m));
+    d.runRecordChanged();
     d.setBusy(false);
 }
 
@@ -160,16 +164,27 @@ void OptimizationStep(Model& m, Desktop& d) {
         d.setStatus(StepStatusText(model));
     };
     Optimization(m, m.HistoryRecording != 0 ? &d.history() : nullptr, show);
+    d.runRecordChanged();
     d.setBusy(false);
 }
 
 void OptimizationTimerTick(Model& m, Desktop& d) {
     if (m.AutoOptimize != 0) {
         OptimizationStep(m, d);
+        // With every rule off nothing fires and the run goes on as it always has.
+        if (const std::optional<StopReason> fired = CheckStopRules(m.Rules, m.Record)) {
+            AutomaticStop(m, d);
+            m.Record.stopped = fired;
+            d.runRecordChanged();
+        }
     }
 }
 
 void AutomaticStart(Model& m, Desktop& d) {
+    if (m.Record.stopped) {
+        m.Record.stopped.reset();
+        d.runRecordChanged();
+    }
     m.AutoOptimize = -1;
     d.setBusy(true);
     // Steps follow each other as fast as the message loop lets the ticks through.
@@ -240,8 +255,10 @@ bool OpenModelCommand(Model& m, Desktop& d, const std::string& folder, const std
     ApplyCanvasScale(m, d.canvas());
     DrawCanvas(m, d.canvas());
     d.setTitle(kOpenedTitle);
-    // The results belong to the model that was replaced.
+    // The results belong to the model that was replaced, and so does its run.
     d.setResultMenusEnabled(false);
+    m.Record.Clear();
+    d.runRecordChanged();
     if (m.HistoryRecording != 0 || d.history().isOpen()) {
         d.history().Close(m);
     }

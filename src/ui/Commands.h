@@ -32,10 +32,12 @@ void StressAnalysisCommand(Model& m, Desktop& d);
 // history record when recording.
 void OptimizationStep(Model& m, Desktop& d);
 
-// tmrOpt_Timer: a step when AutoOptimize is set.
+// tmrOpt_Timer: a step when AutoOptimize is set. Then the stop rules: when one fires,
+// the run stops as Automatic_Stop stops it and the record keeps which rule fired.
 void OptimizationTimerTick(Model& m, Desktop& d);
 // frmOptimization's buttons: cmdAutoStart_Click, cmdAutoStop_Click, cmdManual_Click
-// ("Bit by Bit") and cmdCancel_Click.
+// ("Bit by Bit") and cmdCancel_Click. Automatic_Start also drops the notice of a rule
+// that ended the last run.
 void AutomaticStart(Model& m, Desktop& d);
 void AutomaticStop(Model& m, Desktop& d);
 void BitByBit(Model& m, Desktop& d);

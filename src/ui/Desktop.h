@@ -38,6 +38,10 @@ class Desktop {
 
     // The history file (History.tmp in the current directory).
     virtual HistoryRecorder& history() = 0;
+
+    // The run record or its stop notice changed (an analysis, a step, a rule that
+    // fired, a cleared or opened model): views that follow the run catch up.
+    virtual void runRecordChanged() {}
 };
 
 } // namespace quillane

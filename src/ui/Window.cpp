@@ -85,6 +85,8 @@ void ClearModel(Model& m, Desktop& d) {
     if (m.HistoryRecording == -1) {
         d.history().Close(m);
     }
+    // picCanvasClear has emptied the run record with the geometry.
+    d.runRecordChanged();
 }
 
 void ExitProgram(Model& m, Desktop& d) {

@@ -41,8 +41,9 @@ void AfterResize(Model& m, Desktop& d);
 // mnuMoveOrigin_Click, "Move Origin": EditMode = 9.
 void MoveOrigin(Model& m);
 
-// mnuClear_Click, "Clear Model": the canvas and geometry emptied (picCanvasClear), EditMode = 0,
-// the result menus disabled, and an open history file closed.
+// mnuClear_Click, "Clear Model": the canvas and geometry emptied (picCanvasClear, which also
+// empties the run record), EditMode = 0, the result menus disabled, and an open history file
+// closed.
 void ClearModel(Model& m, Desktop& d);
 
 // mnuExit_Click, "Exit": the history file closed, recording off.

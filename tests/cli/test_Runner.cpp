@@ -41,19 +41,23 @@ struct Outcome {
     std::string err;
 };
 
-// Renderers with just the --png drawing.
-quillane::cli::Renderers pictureOnly(
-    std::function<std::string(quillane::Model&, const quillane::cli::RunOptions&)> picture) {
-    quillane::cli::Renderers renderers;
-    renderers.picture = std::move(picture);
-    return renderers;
-}
-
 Outcome run(const std::vector<std::string>& args, const quillane::cli::Renderers& renderers = {}) {
     std::ostringstream out;
     std::ostringstream err;
     const int code = Main(args, out, err, renderers);
     return {code, out.str(), err.str()};
+}
+
+// Renderers with one drawing of the test's own.
+template <class Draw> quillane::cli::Renderers withPicture(Draw draw) {
+    quillane::cli::Renderers renderers;
+    renderers.picture = draw;
+    return renderers;
+}
+template <class Draw> quillane::cli::Renderers withChart(Draw draw) {
+    quillane::cli::Renderers renderers;
+    renderers.chart = draw;
+    return renderers;
 }
 
 std::string readFile(const fs::path& path) {
@@ -93,7 +97,7 @@ TEST_F(RunnerTest, RunsStepsAndWritesHistoryCellsModelAndPicture) {
         {"run", kTiny, "--steps", "3", "--history", path("h.tmp"), "--cells", path("cells.csv"),
          "--save", path("out.model"), "--epsilon", "3.5", "--lambda=0.5x", "--png", path("a.png"),
          "--size", "320x200", "--map", "potential"},
-        pictureOnly([&](quillane::Model& m, const quillane::cli::RunOptions& options) {
+        withPicture([&](quillane::Model& m, const quillane::cli::RunOptions& options) {
             pictures.emplace_back(m.StepCount, options.pngWidth, options.pngHeight, options.map);
             return std::string();
         }));
@@ -161,7 +165,7 @@ TEST_F(RunnerTest, FileFailuresExitWithThreeAndRunTimeFaultsWithFour) {
         EXPECT_NE(o.err.find(word), std::string::npos) << o.err;
     }
     const Outcome failed = run({"run", kTiny, "--png", nowhere},
-                               pictureOnly([](auto&, auto&) { return std::string("disk full"); }));
+                               withPicture([](auto&, auto&) { return std::string("disk full"); }));
     EXPECT_EQ(failed.code, 3);
     EXPECT_NE(failed.err.find("disk full"), std::string::npos);
 }
@@ -248,6 +252,64 @@ TEST_F(RunnerTest, SvgShapeAndFramesEveryKSteps) {
     EXPECT_NE(full.err.find("no room for frames"), std::string::npos);
 }
 
+TEST_F(RunnerTest, StopRulesEndTheRunEarlyAndItsOutputsAreOfThatStep) {
+    // The steps' lines, the final line and the runner's own view of the run.
+    const auto lines = [](const Outcome& o) { return split(o.out, "\n"); };
+    const auto final = [&](const Outcome& o) { return lines(o).at(lines(o).size() - 2); };
+
+    // Without a rule the steps run out.
+    EXPECT_NE(final(run({"run", kTiny, "--steps", "2"})).find(" unconverged=0 stopped=steps  "),
+              std::string::npos);
+
+    // The tiny plate falls apart: the first step whose solve is warned about ends it.
+    const Outcome apart = run({"run", kTiny, "--steps", "10"});
+    const std::string firstWarning = split(apart.err, "\n").at(0); // "warning: step 4: ..."
+    ASSERT_EQ(firstWarning.rfind("warning: step ", 0), 0u) << apart.err;
+    const std::string step = firstWarning.substr(14, firstWarning.find(':', 14) - 14);
+    const Outcome o =
+        run({"run", kTiny, "--steps", "10", "--stop-on-unconverged", "--history", path("h.tmp"),
+             "--cells", path("c.csv"), "--save", path("s.model"), "--chart", path("chart.svg")},
+            withChart([&](const quillane::Model& m, const quillane::cli::RunOptions& options) {
+                EXPECT_EQ(m.Record.entries.size(), std::stoul(step) + 2);
+                EXPECT_EQ(*options.chartPath, path("chart.svg"));
+                return std::string();
+            }));
+    ASSERT_EQ(o.code, 0) << o.err;
+    const int steps = std::stoi(step) + 1;
+    EXPECT_EQ(lines(o).size(), static_cast<std::size_t>(steps) + 3); // analysis, steps, final
+    EXPECT_NE(final(o).find(" steps=" + std::to_string(steps) +
+                            " unconverged=1 stopped=unconverged at=" + step + "  Stress Target"),
+              std::string::npos)
+        << final(o);
+    // Every output is of that step: the history's last record, the cells and the model.
+    const std::vector<std::string> history = split(readFile(path("h.tmp")), "\r\n");
+    EXPECT_EQ(history.size(), static_cast<std::size_t>(steps) + 3);
+    EXPECT_EQ(history[history.size() - 2].rfind(step + ",", 0), 0u);
+    quillane::Model saved;
+    quillane::OpenModel(saved, path("s.model"), quillane::CanvasSize{6624, 5580});
+    const std::vector<std::string> cells = split(readFile(path("c.csv")), "\n");
+    for (int n = 0; n < 18; ++n) {
+        EXPECT_EQ(split(cells[n + 1], ",")[2],
+                  std::to_string(saved.CellState(n / 6 + 1, n % 6 + 1)));
+    }
+    EXPECT_NE(run({"run", kTiny, "--steps", "3", "--chart", path("c.png")})
+                  .err.find("cannot draw charts"),
+              std::string::npos);
+
+    // The volume rule, whose steps the optimization layer pins; and the MBB beam, in
+    // which no cell changes from step 32 on: ten steady steps end at step 41.
+    EXPECT_NE(final(run({"run", kTiny, "--steps", "9", "--min-volume-ratio", "0.99"}))
+                  .find(" stopped=volume at=1  "), // 1500 of 1800 mm³
+              std::string::npos);
+    const std::string mbb = kExamples + "/mbb.model";
+    EXPECT_NE(final(run({"run", mbb, "--steps", "1000", "--until-steady", "10"}))
+                  .find(" steps=42 unconverged=0 stopped=steady at=41  "),
+              std::string::npos);
+    quillane::cli::RunOptions options;
+    options.chartPath = "c.svg";
+    EXPECT_EQ(quillane::cli::OutputPaths(options), std::vector<std::string>{"c.svg"});
+}
+
 TEST(RunnerUsage, BadArgumentsExitWithTwoBeforeAnyWork) {
     const std::string kUsage = "usage: quillane-cli run MODEL";
     // The words of each case, M standing for the model and O for an output file, with
@@ -283,6 +345,21 @@ TEST(RunnerUsage, BadArgumentsExitWithTwoBeforeAnyWork) {
         {"run M --stress-target -4e38", "--stress-target '-4e38' is beyond"},
         {"run M --epsilon 40000", "--epsilon '40000' is beyond the range of a whole number"},
         {"run M --epsilon 1e400", "--epsilon '1e400' is beyond"},
+        // The stop rules and the chart.
+        {"run M --steps 5 --until-steady 0", "--until-steady needs a whole number of steps"},
+        {"run M --steps 5 --until-steady 2.5", "from 1 to 32767, not '2.5'"},
+        {"run M --steps 5 --min-volume-ratio 1", "--min-volume-ratio needs a number between 0 "
+                                                 "and 1 (both excluded), not '1'"},
+        {"run M --steps 5 --min-volume-ratio 0", "not '0'"},
+        {"run M --steps 5 --min-volume-ratio 0.5x", "not '0.5x'"},
+        {"run M --steps 5 --min-volume-ratio nan", "not 'nan'"},
+        {"run M --steps 5 --stop-on-unconverged=yes", "option '--stop-on-unconverged' takes no "
+                                                      "value"},
+        {"run M --until-steady 10", "the stop rules end a run of --steps N steps early"},
+        {"run M --steps 0 --stop-on-unconverged", "give --steps N (1 to 32767)"},
+        {"run M --chart O", "--chart needs a file name ending in .png or .svg"},
+        {"run M --chart chart.jpg", "not 'chart.jpg'"},
+        {"run M --chart .svg", "not '.svg'"},
     };
     for (const auto& [line, why] : cases) {
         std::vector<std::string> args;

@@ -59,7 +59,8 @@ TEST_F(MainWindowTest, StartUpCaptionsLayoutAndMoveOrigin) {
                                   "-|Export Image...|Export Shape...|"
                                   "Graphic|Width and Mesh Density|Move Origin|-|Graphics|Values|-|"
                                   "Clear Model|Shape|Parameter|Design Property|Freedom Conditions|"
-                                  "Applied Load|Optimizaion Parameter|FEA|Optimization");
+                                  "Applied Load|Optimizaion Parameter|FEA|Optimization|"
+                                  "Run|Convergence Chart...|Stop Rules...");
     window.setWindowState(Qt::WindowMinimized);
     QApplication::processEvents();
     if (window.isMinimized()) { // not every platform minimizes

@@ -376,6 +376,7 @@ TEST_F(Ui, ModelFilesThroughTheDialogs) {
     EXPECT_EQ(m.HistoryRecording, 0);
     EXPECT_FALSE(d.history().isOpen());
     EXPECT_FALSE(d.resultMenusEnabled);
+    EXPECT_TRUE(m.Record.entries.empty()); // the analysis was of the replaced model
     EXPECT_EQ(d.title, kOpenedTitle);
     EXPECT_FALSE(d.canvasSurface.sinceClear().empty()); // redrawn
     // Failures keep the dialog open with the file message.

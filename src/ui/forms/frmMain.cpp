@@ -10,6 +10,7 @@
 #include <QMessageBox>
 #include <QResizeEvent>
 #include <QWindowStateChangeEvent>
+#include <type_traits>
 
 #include "display/Layout.h"
 #include "display/Shape.h"
@@ -17,10 +18,12 @@
 #include "ui/Commands.h"
 #include "ui/Editing.h"
 #include "ui/Export.h"
+#include "ui/RunReport.h"
 #include "ui/Window.h"
 #include "ui/forms/Text.h"
 #include "ui/forms/frmAppliedLoad.h"
 #include "ui/forms/frmController.h"
+#include "ui/forms/frmConvergenceChart.h"
 #include "ui/forms/frmFreedom.h"
 #include "ui/forms/frmImageIndicator.h"
 #include "ui/forms/frmMaterial.h"
@@ -28,6 +31,7 @@
 #include "ui/forms/frmOptimization.h"
 #include "ui/forms/frmSave.h"
 #include "ui/forms/frmShape.h"
+#include "ui/forms/frmStopRules.h"
 #include "ui/forms/frmValueIndicator.h"
 #include "ui/forms/frmWidth.h"
 
@@ -58,6 +62,14 @@ frmMain::frmMain(QWidget* parent) : QMainWindow(parent) {
     lblUpDate->setObjectName("lblUpDate");
     lblMouseXY = new QLabel(client);
     lblMouseXY->setObjectName("lblMouseXY");
+    // A badge in the gap between the two status labels, so neither they nor the
+    // canvas and legend move: red "!" when the last solve did not converge, blue "i"
+    // when a stop rule ended the run; the words are its tool tip, in the
+    // optimization dialog and in the chart window. Hidden otherwise.
+    lblRunNotice = new QLabel(client);
+    lblRunNotice->setObjectName("lblRunNotice");
+    lblRunNotice->setAlignment(Qt::AlignCenter);
+    lblRunNotice->hide();
     picCanvas->drawing().setBackColor(kCanvasBackground);
     const QColor window = palette().color(QPalette::Window);
     picColorBar->drawing().setBackColor(Rgb{static_cast<std::uint8_t>(window.red()),
@@ -148,6 +160,49 @@ void frmMain::buildMenus() {
     mnuOptimization = bar->addAction("Optimization");
     mnuOptimization->setObjectName("mnuOptimization");
     connect(mnuOptimization, &QAction::triggered, this, [this] { showDialog<frmOptimization>(); });
+
+    // New commands live in a menu of their own after the program's menus, which keep
+    // their items as they were.
+    mnuRun = bar->addMenu("Run");
+    mnuRun->setObjectName("mnuRun");
+    mnuConvergenceChart = command(mnuRun, "Convergence Chart...", "mnuConvergenceChart",
+                                  [this] { mnuConvergenceChart_Click(); });
+    mnuConvergenceChart->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_G));
+    mnuStopRules =
+        command(mnuRun, "Stop Rules...", "mnuStopRules", [this] { showDialog<frmStopRules>(); });
+    mnuStopRules->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_R));
+    // Also from the chart window, which is the active one while the user watches it.
+    mnuConvergenceChart->setShortcutContext(Qt::ApplicationShortcut);
+    mnuStopRules->setShortcutContext(Qt::ApplicationShortcut);
+}
+
+void frmMain::mnuConvergenceChart_Click() {
+    if (chartWindow == nullptr) {
+        chartWindow = new frmConvergenceChart(model_, *this, this);
+    }
+    chartWindow->show();
+    chartWindow->raise();
+    chartWindow->activateWindow();
+}
+
+void frmMain::runRecordChanged() {
+    const std::string notice = RunNoticeText(model_);
+    if (notice.empty()) {
+        lblRunNotice->hide();
+    } else {
+        const bool unconverged =
+            !model_.Record.entries.empty() && !model_.Record.entries.back().converged;
+        lblRunNotice->setText(unconverged ? "!" : "i");
+        lblRunNotice->setStyleSheet(unconverged
+                                        ? "background: #d00000; color: white; font-weight: bold;"
+                                        : "background: #1f4e9c; color: white; font-weight: bold;");
+        lblRunNotice->setToolTip(qText(notice));
+        lblRunNotice->show();
+    }
+    if (chartWindow != nullptr) {
+        chartWindow->recordChanged();
+    }
+    emit runChanged();
 }
 
 template <class Dialog> void frmMain::showSettingsDialog() {
@@ -158,6 +213,10 @@ template <class Dialog> void frmMain::showSettingsDialog() {
 template <class Dialog> void frmMain::showDialog() {
     // Created on first use, shown modal, gone when it closes.
     Dialog dialog(model_, *this, this);
+    if constexpr (std::is_same_v<Dialog, frmOptimization>) {
+        // The dialog of the running steps says at once why a run stopped.
+        connect(this, &frmMain::runChanged, &dialog, &frmOptimization::showRunNotice);
+    }
     dialog.exec();
     refreshPictures();
 }
@@ -237,6 +296,8 @@ void frmMain::Form_Resize() {
     picColorBar->place(QRect(boxes.canvasWidth, 0, boxes.colorBarWidth, boxes.canvasHeight));
     lblUpDate->setGeometry(0, boxes.labelTop, kUpDateWidth, labelHeight);
     lblMouseXY->setGeometry(kMouseXYLeft, boxes.labelTop, kMouseXYWidth, labelHeight);
+    lblRunNotice->setGeometry(kUpDateWidth + 2, boxes.labelTop, kMouseXYLeft - kUpDateWidth - 4,
+                              labelHeight);
     AfterResize(model_, *this);
     refreshPictures();
 }

@@ -17,6 +17,8 @@
 
 namespace quillane {
 
+class frmConvergenceChart;
+
 class frmMain : public QMainWindow, public Desktop {
     Q_OBJECT
 
@@ -50,6 +52,7 @@ class frmMain : public QMainWindow, public Desktop {
     double canvasWidth() override { return picCanvas->width(); }
     double canvasHeight() override { return picCanvas->height(); }
     HistoryRecorder& history() override { return history_; }
+    void runRecordChanged() override;
 
     // Controls, named as the program knows them.
     CanvasWidget* picCanvas = nullptr;
@@ -81,8 +84,21 @@ class frmMain : public QMainWindow, public Desktop {
     QAction* mnuStressAnalysis = nullptr;
     QAction* mnuOptimization = nullptr;
 
+    // Added after the program's own controls: the run's notice beside the status
+    // labels, the "Run" menu and the chart window it opens (created on first use).
+    QLabel* lblRunNotice = nullptr;
+    QMenu* mnuRun = nullptr;
+    QAction* mnuConvergenceChart = nullptr;
+    QAction* mnuStopRules = nullptr;
+    frmConvergenceChart* chartWindow = nullptr;
+    void mnuConvergenceChart_Click();
+
     // The layout rule applied to the present client area (also run on every resize).
     void Form_Resize();
+
+  signals:
+    // After runRecordChanged: the optimization dialog shows the notice too.
+    void runChanged();
 
   protected:
     void resizeEvent(QResizeEvent* event) override;

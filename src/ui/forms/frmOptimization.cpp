@@ -1,9 +1,12 @@
 #include "ui/forms/frmOptimization.h"
 
+#include <QLabel>
 #include <QPushButton>
 #include <QVBoxLayout>
 
 #include "ui/Commands.h"
+#include "ui/RunReport.h"
+#include "ui/forms/Text.h"
 
 namespace quillane {
 
@@ -20,6 +23,12 @@ frmOptimization::frmOptimization(Model& m, Desktop& d, QWidget* parent)
         button->setMinimumWidth(180);
         layout->addWidget(button);
     }
+    lblRunNotice = new QLabel(this);
+    lblRunNotice->setWordWrap(true);
+    lblRunNotice->setMaximumWidth(240);
+    lblRunNotice->setStyleSheet("color: #b00000;");
+    layout->addWidget(lblRunNotice);
+    showRunNotice();
 
     // A fault in a step is reported by the guard, which also stops the timer; the
     // dialog stays open so the user can look at the result or cancel.
@@ -30,6 +39,16 @@ frmOptimization::frmOptimization(Model& m, Desktop& d, QWidget* parent)
     connect(cmdManual, &QPushButton::clicked, this,
             [this] { RunGuarded(m_, d_, [this] { BitByBit(m_, d_); }); });
     connect(cmdCancel, &QPushButton::clicked, this, &frmOptimization::reject);
+}
+
+void frmOptimization::showRunNotice() {
+    const std::string notice = RunNoticeText(m_);
+    lblRunNotice->setText(qText(notice));
+    if (lblRunNotice->isVisibleTo(this) != !notice.empty()) {
+        lblRunNotice->setVisible(!notice.empty());
+        // The dialog grows to the notice and shrinks back without it.
+        adjustSize();
+    }
 }
 
 void frmOptimization::reject() {

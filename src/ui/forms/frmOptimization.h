@@ -8,6 +8,7 @@
 #include "model/Model.h"
 #include "ui/Desktop.h"
 
+class QLabel;
 class QPushButton;
 
 namespace quillane {
@@ -22,8 +23,12 @@ class frmOptimization : public QDialog {
     QPushButton* cmdAutoStop;
     QPushButton* cmdManual;
     QPushButton* cmdCancel;
+    // Why the last automatic run stopped, or that the last solve did not converge;
+    // hidden while there is nothing to say, so the dialog looks as it always has.
+    QLabel* lblRunNotice;
 
   public slots:
+    void showRunNotice();
     // Cancel, Escape and the window's close button alike stop the timer.
     void reject() override;
 
