@@ -8,7 +8,6 @@
 #include <string_view>
 #include <utility>
 
-
 #include "model/Faults.h"
 #include "model/NumberText.h"
 #include "model/SafeFile.h"
