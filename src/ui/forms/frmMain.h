@@ -14,6 +14,7 @@
 #include "optimize/History.h"
 #include "ui/Desktop.h"
 #include "ui/forms/CanvasWidget.h"
+#include "ui/forms/StatusLabel.h"
 
 namespace quillane {
 
@@ -49,8 +50,8 @@ class frmMain : public QMainWindow, public Desktop {
     // Controls, named as the program knows them.
     CanvasWidget* picCanvas = nullptr;
     CanvasWidget* picColorBar = nullptr;
-    QLabel* lblUpDate = nullptr;
-    QLabel* lblMouseXY = nullptr;
+    StatusLabel* lblUpDate = nullptr;
+    StatusLabel* lblMouseXY = nullptr;
     QTimer* tmrOpt = nullptr;
 
     QMenu* mnuFile = nullptr;
@@ -84,6 +85,10 @@ class frmMain : public QMainWindow, public Desktop {
 
   private:
     void buildMenus();
+    // The two labels as wide as their texts where the window has room for them.
+    void placeLabels();
+    // The Optimization dialog beside the canvas, so the map stays in view.
+    void placeBesideCanvas(QDialog& dialog);
     // Runs an event handler under the fault guard, then shows what it drew.
     void handle(const std::function<void()>& handler);
     void refreshPictures();
@@ -101,6 +106,8 @@ class frmMain : public QMainWindow, public Desktop {
     HistoryRecorder history_;
     MessageHandler messageHandler_;
     bool busy_ = false;
+    int labelTop_ = 0;
+    int labelHeight_ = 0;
 };
 
 } // namespace quillane
