@@ -362,7 +362,7 @@ void readRecords(Model& m, const std::string& path) {
     m.ElementSize = in.readSingle();
     m.OriginFracX = in.readSingle();
     m.OriginFracY = in.readSingle();
-    in.expect("grid size");
+    in.expect("grid counts");
     m.CellRowCount = in.readInteger();
     const Where rowsAt = in.last();
     m.CellColumnCount = in.readInteger();
@@ -376,7 +376,7 @@ void readRecords(Model& m, const std::string& path) {
     m.YoungModulus = in.readDouble();
     m.PoissonRatio = in.readDouble();
     m.Thickness = in.readDouble();
-    in.expect("mesh size");
+    in.expect("mesh counts");
     m.NodeCount = in.readInteger();
     const Where nodesAt = in.last();
     m.ElementCount = in.readInteger();
