@@ -105,7 +105,9 @@ std::string outputProblem(const RunOptions& options) {
             }
         }
         if (const std::string why = WriteProblem(path); !why.empty()) {
-            return "the output file \"" + path + "\" cannot be written: " + why;
+            std::string problem = "the output file \"" + path + "\" cannot be written: ";
+            problem += why;
+            return problem;
         }
     }
     return {};
