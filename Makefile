@@ -1,10 +1,12 @@
 # Quillane: the everyday commands. Each target installs what it needs first.
 BUILD_DIR    ?= build
 SANITIZE_DIR ?= build-sanitize
+FUZZ_DIR     ?= build-fuzz
+FUZZ_SECONDS ?= 300
 JOBS         ?= $(shell nproc)
 CMAKE_FLAGS  ?=
 
-.PHONY: all deps configure build test run bench sanitize format format-check tidy package clean
+.PHONY: all deps configure build test run bench sanitize fuzz format format-check tidy package clean
 
 all: build
 
@@ -50,6 +52,19 @@ sanitize: deps
 	cmake --build $(SANITIZE_DIR) -j $(JOBS)
 	ctest --test-dir $(SANITIZE_DIR) --output-on-failure -j $(JOBS)
 
+# Optional: the model reader under libFuzzer with the sanitizers, for FUZZ_SECONDS,
+# starting from the examples. Needs clang and its runtime (libclang-rt-14-dev); the
+# normal build does not. Findings are left in $(FUZZ_DIR)/findings.
+fuzz:
+	CC=clang CXX=clang++ cmake -S . -B $(FUZZ_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	  -DQUILLANE_FUZZ=ON -DQUILLANE_SANITIZE=ON -DQUILLANE_BUILD_DESKTOP=OFF \
+	  -DQUILLANE_BUILD_TESTS=OFF -DQUILLANE_BUILD_BENCH=OFF $(CMAKE_FLAGS)
+	cmake --build $(FUZZ_DIR) -j $(JOBS) --target quillane-fuzz-modelfile
+	mkdir -p $(FUZZ_DIR)/corpus $(FUZZ_DIR)/findings
+	cp -n examples/*.model $(FUZZ_DIR)/corpus/ 2>/dev/null || true
+	$(FUZZ_DIR)/bin/quillane-fuzz-modelfile -max_total_time=$(FUZZ_SECONDS) -max_len=65536 \
+	  -rss_limit_mb=2048 -artifact_prefix=$(FUZZ_DIR)/findings/ $(FUZZ_DIR)/corpus
+
 format:
 	clang-format -i $$(git ls-files '*.cpp' '*.h')
 
@@ -65,4 +80,4 @@ tidy: build
 	@echo "clang-tidy: no findings"
 
 clean:
-	rm -rf $(BUILD_DIR) $(SANITIZE_DIR)
+	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) $(FUZZ_DIR)

@@ -81,23 +81,19 @@ void warnIfNotConverged(const AnalysisReport& report, const std::string& stage, 
 }
 
 void writeCells(const Model& m, const std::string& path) {
-    errno = 0;
-    std::ofstream file(path, std::ios::out | std::ios::binary | std::ios::trunc);
-    if (!file.is_open()) {
-        const int error = errno;
-        throw OutputFileError("The cells file \"" + path + "\" cannot be created: " +
-                              (error != 0 ? std::strerror(error) : "reason unknown") + ".");
-    }
-    file << "row,column,state,stress,potential\n";
+    std::string text = "row,column,state,stress,potential\n";
     for (int i = 1; i <= m.CellRowCount; ++i) {
         for (int j = 1; j <= m.CellColumnCount; ++j) {
-            file << i << ',' << j << ',' << static_cast<int>(m.CellState(i, j)) << ','
-                 << roundTrip(m.CellStress(i, j)) << ',' << roundTrip(m.Potential(i, j)) << '\n';
+            text += std::to_string(i) + ',' + std::to_string(j) + ',' +
+                    std::to_string(m.CellState(i, j)) + ',' + roundTrip(m.CellStress(i, j)) + ',' +
+                    roundTrip(m.Potential(i, j)) + '\n';
         }
     }
-    file.flush();
-    if (!file) {
-        throw OutputFileError("The cells file \"" + path + "\" cannot be written.");
+    try {
+        WriteFileReplacing(path, text);
+    } catch (const FileWriteError& error) {
+        throw OutputFileError(std::string("The cells file could not be written: ") + error.what() +
+                              ".");
     }
 }
 
@@ -150,6 +146,31 @@ void writeShape(const Model& m, const std::string& path) {
     }
 }
 
+// Every output can be written, none of them is the model being read, and no two are
+// the same file: checked before any work, so a bad path is not found after the steps.
+std::string outputProblem(const RunOptions& options) {
+    const std::vector<std::string> paths = OutputPaths(options);
+    for (std::size_t k = 0; k < paths.size(); ++k) {
+        const std::string& path = paths[k];
+        if (SameFile(path, options.modelPath)) {
+            return "the output file \"" + path + "\" is the model file being read; choose " +
+                   "another name for it";
+        }
+        for (std::size_t earlier = 0; earlier < k; ++earlier) {
+            if (SameFile(path, paths[earlier])) {
+                return "the output files \"" + paths[earlier] + "\" and \"" + path +
+                       "\" are the same file; give each output its own name";
+            }
+        }
+        if (const std::string why = WriteProblem(path); !why.empty()) {
+            std::string problem = "the output file \"" + path + "\" cannot be written: ";
+            problem += why;
+            return problem;
+        }
+    }
+    return {};
+}
+
 // The closing line: "final  volume=6.92E+04 steps=300 unconverged=0 stopped=steps
 // Stress Target = ...".
 struct Summary {
@@ -193,6 +214,11 @@ std::string finalLine(const Model& m, const Summary& summary) {
 // a fault can say where it happened.
 int runModel(const RunOptions& options, std::ostream& out, std::ostream& err, std::string& stage,
              const Renderers& renderers) {
+    stage = "checking the output files";
+    if (const std::string problem = outputProblem(options); !problem.empty()) {
+        throw OutputFileError(problem + ".");
+    }
+
     Model m;
     MakeColorTable(m);
     stage = "opening the model";
@@ -242,31 +268,44 @@ int runModel(const RunOptions& options, std::ostream& out, std::ostream& err, st
         out << "analysis  " << resultFields(m, analysis) << '\n';
     }
 
+    // The history is written beside its file and replaces it when the steps end, also
+    // when a step fails; an earlier file stays whole until then.
     std::optional<HistoryRecorder> history;
     if (options.historyPath) {
-        history.emplace(*options.historyPath);
+        history.emplace(*options.historyPath, HistoryWriting::ReplaceWhenClosed);
         history->Start(m);
     }
     stage = "drawing frame 0";
     writeFrame(m, options, renderers, 0);
 
-    for (int k = 0; k < options.steps; ++k) {
-        stage = "step " + std::to_string(m.StepCount);
-        const std::string label = stage;
-        const StepReport step = Optimization(m, history ? &*history : nullptr);
-        ++summary.steps;
-        warnIfNotConverged(step.analysis, label, err);
-        summary.unconverged += step.analysis.solver.converged ? 0 : 1;
-        if (!options.quiet) {
-            out << label << "  " << resultFields(m, step.analysis) << '\n';
+    try {
+        for (int k = 0; k < options.steps; ++k) {
+            stage = "step " + std::to_string(m.StepCount);
+            const std::string label = stage;
+            const StepReport step = Optimization(m, history ? &*history : nullptr);
+            ++summary.steps;
+            warnIfNotConverged(step.analysis, label, err);
+            summary.unconverged += step.analysis.solver.converged ? 0 : 1;
+            if (!options.quiet) {
+                out << label << "  " << resultFields(m, step.analysis) << '\n';
+            }
+            stage = "drawing the frame after " + label;
+            writeFrame(m, options, renderers, summary.steps);
+            // A run that stops early writes its outputs for the step where it stopped.
+            summary.stopped = CheckStopRules(m.Rules, m.Record);
+            if (summary.stopped) {
+                break;
+            }
         }
-        stage = "drawing the frame after " + label;
-        writeFrame(m, options, renderers, summary.steps);
-        // A run that stops early writes its outputs for the step where it stopped.
-        summary.stopped = CheckStopRules(m.Rules, m.Record);
-        if (summary.stopped) {
-            break;
+    } catch (...) {
+        if (history) {
+            try {
+                history->Close(m);
+            } catch (const HistoryFileError&) {
+                // The failure of the step is the one to report.
+            }
         }
+        throw;
     }
     if (history) {
         history->Close(m);
@@ -637,7 +676,8 @@ std::string UsageText() {
            "or stopped=steady, stopped=volume or stopped=unconverged with at=STEP, the step\n"
            "after which the rule fired), then the parameters.\n"
            "  --history FILE      record the history (header, the analysed state, one line a "
-           "step)\n"
+           "step);\n"
+           "                      written beside FILE, which it replaces when the steps end\n"
            "  --cells FILE        write row,column,state,stress,potential of every cell as CSV\n"
            "  --save FILE         save the final model\n"
            "  --png FILE          draw the canvas with its legend into a PNG image (after the\n"
@@ -669,28 +709,22 @@ std::string UsageText() {
            "  --chart FILE        draw the convergence chart (volume, largest, mean and\n"
            "                      smallest stress by step; unconverged solves marked) into\n"
            "                      FILE, a PNG or SVG image by its extension (960x600)\n"
+           "Every output file is written whole or not at all, and checked before any work:\n"
+           "its folder must exist, and it must be neither the model nor another output.\n"
            "Exit codes: 0 done, 2 usage error, 3 a file could not be read or written,\n"
-           "4 a run-time fault in the analysis or the steps.\n";
+           "4 a run-time fault in the analysis or the steps. When standard output is closed\n"
+           "early (e.g. piped into head), the run still ends normally and writes its files;\n"
+           "a note says so on standard error and the exit code is that of the run.\n";
 }
 
 std::string VersionText() {
     return std::string(kProgram) + " " + QUILLANE_VERSION;
 }
 
-int Run(const RunOptions& options, std::ostream& out, std::ostream& err,
-        const Renderers& renderers) {
-    switch (options.command) {
-    case Command::Help:
-        out << UsageText();
-        return kExitSuccess;
-    case Command::Version:
-        out << VersionText() << '\n';
-        return kExitSuccess;
-    case Command::Run:
-        break;
-    }
+namespace {
 
-    std::string stage;
+int runAndReport(const RunOptions& options, std::ostream& out, std::ostream& err,
+                 std::string& stage, const Renderers& renderers) {
     try {
         return runModel(options, out, err, stage, renderers);
     } catch (const ModelFileError& e) {
@@ -708,12 +742,43 @@ int Run(const RunOptions& options, std::ostream& out, std::ostream& err,
         return kExitFile;
     } catch (const RuntimeFault& e) {
         err << "error: run-time fault in " << stage << ": " << e.title() << "\n"
-            << e.what() << '\n';
+            << FaultExplanation(e) << '\n';
+        // The program's own words, for a report of the problem.
+        if (e.kind() == FaultKind::Subscript) {
+            err << "detail: " << e.what() << '\n';
+        }
         return kExitFault;
     } catch (const std::exception& e) {
         err << "error: unexpected failure in " << stage << ": " << e.what() << '\n';
         return kExitInternal;
     }
+}
+
+} // namespace
+
+int Run(const RunOptions& options, std::ostream& out, std::ostream& err,
+        const Renderers& renderers) {
+    switch (options.command) {
+    case Command::Help:
+        out << UsageText();
+        return kExitSuccess;
+    case Command::Version:
+        out << VersionText() << '\n';
+        return kExitSuccess;
+    case Command::Run:
+        break;
+    }
+
+    std::string stage;
+    const int code = runAndReport(options, out, err, stage, renderers);
+    // A reader that stopped early (e.g. "| head -1") closes standard output; the run
+    // goes on to its end all the same, since its files are what it is for.
+    out.flush();
+    if (!out) {
+        err << "note: standard output was closed before the run ended; the run went on to its "
+            << (code == kExitSuccess ? "end and wrote every file asked for" : "end") << ".\n";
+    }
+    return code;
 }
 
 int Main(const std::vector<std::string>& args, std::ostream& out, std::ostream& err,

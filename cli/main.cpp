@@ -1,6 +1,8 @@
 // quillane-cli: runs a model's analysis and optimization without the desktop.
 #include <QApplication>
+#include <QBuffer>
 #include <QImageWriter>
+#include <csignal>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -46,10 +48,20 @@ std::string writePicture(std::unique_ptr<QGuiApplication>& app, quillane::Model&
     startQt(app, options);
     const QImage picture =
         quillane::RenderPicture(m, QSize(options.pngWidth, options.pngHeight), mapOf(options));
-    QImageWriter writer(QString::fromStdString(*options.pngPath), "png");
+    // Encoded in memory, then written whole like every other output.
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    QImageWriter writer(&buffer, "png");
     if (!writer.write(picture)) {
         return "The picture \"" + *options.pngPath +
-               "\" cannot be written: " + writer.errorString().toStdString() + ".";
+               "\" cannot be drawn: " + writer.errorString().toStdString() + ".";
+    }
+    try {
+        quillane::WriteFileReplacing(*options.pngPath,
+                                     std::string_view(bytes.constData(), bytes.size()));
+    } catch (const quillane::FileWriteError& error) {
+        return std::string("The picture could not be written: ") + error.what() + ".";
     }
     return {};
 }
@@ -106,6 +118,11 @@ std::string writeChart(std::unique_ptr<QGuiApplication>& app, const quillane::Mo
 } // namespace
 
 int main(int argc, char** argv) {
+    // A closed standard output (e.g. "| head -1") must not end the run before its files
+    // are written: the failed writes are noticed and reported instead.
+    std::signal(SIGPIPE, SIG_IGN);
+    // Ctrl+C or a kill removes the temporary files of unfinished outputs.
+    quillane::InstallTemporaryFileCleanup();
     const std::vector<std::string> args(argv + 1, argv + argc);
     // Ends before main returns: Qt must not be torn down by the exit handlers.
     std::unique_ptr<QGuiApplication> app;

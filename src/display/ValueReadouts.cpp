@@ -60,8 +60,13 @@ std::optional<int> nodeUnder(const Model& m, float X, float Y) {
     const float rowExact = (ys - m.DomainY1) / m.ElementSize;
     const int16 c = add16(roundToInt16(columnExact, "the column of the clicked node"), 1);
     const int16 r = add16(roundToInt16(rowExact, "the row of the clicked node"), 1);
-    return add16(mul16(sub16(r, 1), add16(m.CellColumnCount, 1)), c,
-                 "the number of the clicked node");
+    const int node =
+        add16(mul16(sub16(r, 1), add16(m.CellColumnCount, 1)), c, "the number of the clicked node");
+    // After a change of the element size the grid in use may name no node of the model.
+    if (node < 1 || node > m.NodeCount) {
+        return std::nullopt;
+    }
+    return node;
 }
 
 std::string cellCaption(const CellOffset& cell) {
@@ -96,6 +101,9 @@ Readout stressValue(const Model& m, float X, float Y) {
     }
     // The offsets index the field as they stand (kept behaviour): the border at
     // index 0 makes the lowest row and leftmost column read 0.
+    if (!m.CellStress.contains(cell.row, cell.column)) {
+        return {false, kNoStressHere};
+    }
     const float value = toSingle(m.CellStress(cell.row, cell.column), "the stress read");
     return {true, cellCaption(cell) + "   stress = " + formatGeneral(value) + "MPa"};
 }
@@ -105,7 +113,11 @@ Readout neuronValue(const Model& m, float X, float Y) {
     if (!cell.inside) {
         return {false, kElementNotInDomain};
     }
-    // Potential has no border, so offset 0 is the array's own subscript fault.
+    // Potential has no border: at offset 0 there is no cell whose potential could be
+    // shown, and the user is told so.
+    if (!m.Potential.contains(cell.row, cell.column)) {
+        return {false, kNoPotentialHere};
+    }
     const float value = toSingle(m.Potential(cell.row, cell.column), "the potential read");
     return {true, cellCaption(cell) + "   Potential = " + formatGeneral(value)};
 }

@@ -9,7 +9,8 @@
 namespace quillane {
 
 struct Readout {
-    // False when the click missed the design domain; `text` is then the warning.
+    // False when there is nothing to show (the click missed the design domain, or
+    // there is no value for its position); `text` is then the warning.
     bool inside = false;
     std::string text;
 };
@@ -25,8 +26,8 @@ Readout dispValue(const Model& m, float X, float Y);
 // The row and column are zero-based offsets used as indices as they stand, so a
 // click in cell (i, j) reports the value stored for (i - 1, j - 1):
 // "2,3   stress = 12.5MPa" from CellStress (0 on its border), "2,3   Potential =
-// 7.5" from Potential, where the lowest row or leftmost column raises the
-// subscript fault.
+// 7.5" from Potential, which has no value for the lowest row or the leftmost column
+// (kNoPotentialHere; kNoStressHere for a stress beyond the border).
 //
 // All four raise the floating-point fault when ElementSize is 0.
 Readout stressValue(const Model& m, float X, float Y);

@@ -1,5 +1,6 @@
 #include "fem/StressAnalysis.h"
 
+#include "fem/AnalysisInput.h"
 #include "fem/Assembly.h"
 #include "fem/ElementStiffness.h"
 #include "fem/Mesh.h"
@@ -18,6 +19,7 @@ void AssembleSystem(Model& m) {
 }
 
 AnalysisReport AnalyseLayout(Model& m) {
+    CheckAnalysisInput(m);
     AnalysisReport report;
     AssembleSystem(m);
     report.solver = SolveEquations(m, kSolverTolerance);

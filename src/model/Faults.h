@@ -11,7 +11,7 @@
 
 namespace quillane {
 
-enum class FaultKind { Overflow, Subscript, FloatingPoint };
+enum class FaultKind { Overflow, Subscript, FloatingPoint, Input };
 
 class RuntimeFault : public std::runtime_error {
   public:
@@ -48,8 +48,22 @@ class FloatingPointFault : public RuntimeFault {
         : RuntimeFault(FaultKind::FloatingPoint, message) {}
 };
 
+// The model cannot be analysed as it stands: a material value, the element size or the
+// loads lie outside what the calculation can take. The message names the value and
+// where to change it.
+class InputFault : public RuntimeFault {
+  public:
+    explicit InputFault(const std::string& message) : RuntimeFault(FaultKind::Input, message) {}
+};
+
+// What a fault means for the user, in plain words without the program's internal
+// names: an index outside an array is told as a model whose parts do not fit together
+// (the raw text stays in what()). Ends with a full stop.
+std::string FaultExplanation(const RuntimeFault& fault);
+
 [[noreturn]] void raiseOverflow(const std::string& what);
 [[noreturn]] void raiseSubscript(const std::string& what);
 [[noreturn]] void raiseFloatingPoint(const std::string& what);
+[[noreturn]] void raiseInput(const std::string& what);
 
 } // namespace quillane

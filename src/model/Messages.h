@@ -29,6 +29,16 @@ inline constexpr const char* kDomainWithoutCells =
 inline constexpr const char* kDomainTooLarge =
     "The design domain is too large: it may have at most 32767 cells and 32767 nodes. Choose "
     "a smaller domain or a larger element size. The previous domain is kept.";
+// A potential read-out in the lowest row or the leftmost column: the read-out shows the
+// cell one row down and one column to the left of the one clicked, and there is none.
+inline constexpr const char* kNoPotentialHere =
+    "There is no potential to show for this position: the read-out shows the cell one row "
+    "below and one column to the left of the one clicked, and the lowest row and the leftmost "
+    "column have no such cell.";
+// A stress read-out whose cell lies beyond the grid (after a change of the element size).
+inline constexpr const char* kNoStressHere =
+    "There is no stress to show for this position: the grid of the element size in use goes "
+    "beyond the cells of the design domain here.";
 // A width or element size that is not above 0.
 inline constexpr const char* kWidthNotPositive =
     "The display width and the element size must be greater than 0. Nothing was changed.";

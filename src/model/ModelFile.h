@@ -47,17 +47,23 @@ struct CanvasSize {
 // failed save leaves any earlier file intact. Raises ModelFileError.
 void SaveModel(Model& m, const std::string& path);
 
-// Reads a model written by SaveModel: the records go straight into the model in
-// file order, the arrays are re-created for the counts read, the view is rebuilt
-// for the canvas size, DomainDefined becomes -1, and a running history recording
-// is closed (closeHistory is called and HistoryRecording set to 0). Nothing is
-// regenerated from the domain: the file's coordinates and connectivity stand as
-// written. Fields may be separated by commas or line ends (CR LF, LF or CR) alike
-// and take any usual decimal form ("0.5", ".5", "5E-01"); Integer fields round
-// halves to even. ModelFilePath is set before the file is opened. On a failure
-// ModelFileError is raised and whatever was read before it stays in the model,
-// the arrays as far as they were re-created; the view is then not rebuilt. The caller redraws, sets
-// the title and disables the menus that need results.
+// Reads a model written by SaveModel, all or nothing: the file is read and checked
+// in full before the model changes. Then records 1 to 12 replace the model's, the
+// arrays are re-created for the counts read, the view is rebuilt for the canvas size,
+// ModelFilePath is the path, DomainDefined becomes -1, and a running history
+// recording is closed (closeHistory is called and HistoryRecording set to 0). Nothing
+// is regenerated from the domain: the file's coordinates and connectivity stand as
+// written. Fields may be separated by commas or line ends (CR LF, LF or CR) alike and
+// take any usual decimal form ("0.5", ".5", "5E-01"); Integer fields round halves to
+// even.
+//
+// Refused with ModelFileError, whose reason names the line and field: anything but a
+// plain file, or one larger than any model can be; counts that do not describe one
+// grid of 1 to 32767 cells (nodes (rows + 1) x (columns + 1), elements rows x columns)
+// or announce more records than the rest of the file can hold; a running number out
+// of order; an element node outside 1..NodeCount; a field that is not a number of
+// its type. On any failure the model stays exactly as it was. The caller redraws,
+// sets the title and disables the menus that need results.
 void OpenModel(Model& m, const std::string& path, CanvasSize canvas,
                const std::function<void()>& closeHistory = {});
 

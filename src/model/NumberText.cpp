@@ -59,6 +59,21 @@ std::string nonFiniteText(double value) {
     return value < 0 ? "-Inf" : "Inf";
 }
 
+// Takes one unit off the last digit: the digits cut instead of rounded up.
+void decrementDigits(Decimal& d) {
+    for (auto it = d.digits.rbegin(); it != d.digits.rend(); ++it) {
+        if (*it != '0') {
+            --*it;
+            break;
+        }
+        *it = '9';
+    }
+    if (d.digits.size() > 1 && d.digits.front() == '0') {
+        d.digits.erase(d.digits.begin());
+        --d.exponent;
+    }
+}
+
 template <typename Real> std::string generalText(Real value, int maxDigits) {
     if (!std::isfinite(value)) {
         return nonFiniteText(static_cast<double>(value));
@@ -68,16 +83,24 @@ template <typename Real> std::string generalText(Real value, int maxDigits) {
     }
     // The fewest digits that still read back as the very same value, up to the cap.
     Decimal d;
+    bool beyondRange = false;
     for (int p = 1; p <= maxDigits; ++p) {
         d = scientificDigits(value, p);
         // The digits read as a whole number, so the exponent moves by their count.
         const std::string text = std::string(d.negative ? "-" : "") + d.digits + "e" +
                                  std::to_string(d.exponent - (p - 1));
         Real back{};
-        std::from_chars(text.data(), text.data() + text.size(), back);
+        const auto result = std::from_chars(text.data(), text.data() + text.size(), back);
+        beyondRange = result.ec == std::errc::result_out_of_range && d.exponent > 0;
         if (back == value) {
             break;
         }
+    }
+    // Next to the largest value of the type, rounding the last digit up can carry the
+    // text beyond the range, so that it could never be read back (the largest double
+    // with 15 digits is 1.79769313486232E+308): such a value is cut instead.
+    if (beyondRange) {
+        decrementDigits(d);
     }
     while (d.digits.size() > 1 && d.digits.back() == '0') {
         d.digits.pop_back();
@@ -237,7 +260,7 @@ double leadingNumber(std::string_view text) {
             magnitude -= static_cast<long long>(firstFrac);
         }
         if (magnitude > 0) {
-            raiseOverflow("The number " + std::string(text.substr(start, i - start)) +
+            raiseOverflow("The number " + QuotedText(text.substr(start, i - start)) +
                           " is too large to be stored as a real number.");
         }
         value = 0.0;
@@ -262,6 +285,25 @@ std::string formatGeneral(double value) {
 }
 std::string formatGeneral(int value) {
     return std::to_string(value);
+}
+
+std::string QuotedText(std::string_view text) {
+    constexpr std::size_t kReadable = 40;
+    std::size_t cut = text.size();
+    if (cut > kReadable) {
+        cut = kReadable;
+        // Back to the first byte of a UTF-8 character (continuation bytes are 10xxxxxx).
+        while (cut > 0 && (static_cast<unsigned char>(text[cut]) & 0xC0) == 0x80) {
+            --cut;
+        }
+    }
+    std::string quoted(1, '"');
+    quoted.append(text.substr(0, cut));
+    if (cut < text.size()) {
+        quoted.append("...");
+    }
+    quoted.push_back('"');
+    return quoted;
 }
 
 std::string formatScientific(double value) {

@@ -41,6 +41,12 @@ std::string formatGeneral(double value);
 // A whole number, plainly.
 std::string formatGeneral(int value);
 
+// A text typed by the user or read from a file, as a message quotes it: in double
+// quotes, and cut after 40 characters with "..." so that a long field stays readable
+// ("\"abc\"", "\"1234567890123456789012345678901234567890...\""). A cut never splits a
+// UTF-8 character.
+std::string QuotedText(std::string_view text);
+
 // The "0.00E+00" format: mantissa with two decimals, E, sign, at least two
 // exponent digits (2000000 -> "2.00E+06", 0 -> "0.00E+00", -0.000123 -> "-1.23E-04").
 std::string formatScientific(double value);

@@ -4,11 +4,13 @@
 // shortest general form.
 
 #include <fstream>
+#include <memory>
 #include <stdexcept>
 #include <string>
 
 #include "model/Messages.h"
 #include "model/Model.h"
+#include "model/SafeFile.h"
 
 namespace quillane {
 
@@ -24,10 +26,17 @@ class HistoryFileError : public std::runtime_error {
 // One record line without its line end: StepCount, MaxStress, AvgStress, MinStress.
 std::string HistoryRecord(const Model& m);
 
+// How the file is written: straight into it, so that it can be followed while the steps
+// run (the desktop's History.tmp), or beside it under a temporary name that replaces it
+// when the recording is closed, so an earlier file stays whole until then (the runner's
+// --history; the temporary file can be followed instead).
+enum class HistoryWriting { Direct, ReplaceWhenClosed };
+
 class HistoryRecorder {
   public:
     // `path` defaults to "History.tmp" in the current directory.
-    explicit HistoryRecorder(std::string path = kHistoryFileName);
+    explicit HistoryRecorder(std::string path = kHistoryFileName,
+                             HistoryWriting writing = HistoryWriting::Direct);
 
     // Starts recording: returns false and changes nothing when HistoryRecording is
     // already set (the caller shows kHistoryAlreadyRecording). Otherwise sets
@@ -41,15 +50,24 @@ class HistoryRecorder {
     // HistoryFileError when the write fails.
     void Record(const Model& m);
 
-    // Closes the file if open and clears HistoryRecording.
+    // Closes the file if open and clears HistoryRecording. Written beside its target,
+    // the file then replaces the target, unless a write failed: the earlier file then
+    // stays. Raises HistoryFileError when it cannot replace the target.
     void Close(Model& m);
 
     bool isOpen() const { return file_.is_open(); }
     const std::string& path() const { return path_; }
+    // Where the records go while recording: path(), or the temporary file beside it.
+    std::string writingPath() const;
 
   private:
+    [[noreturn]] void writeFailed();
+
     std::string path_;
+    HistoryWriting writing_;
+    std::unique_ptr<ReplacingFile> replacing_;
     std::ofstream file_;
+    bool failed_ = false;
 };
 
 } // namespace quillane

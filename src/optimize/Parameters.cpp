@@ -10,11 +10,14 @@ ParameterTexts ParameterTextsOf(const Model& m) {
 }
 
 void ApplyParameterTexts(Model& m, const ParameterTexts& texts) {
-    // Each value is stored as soon as it is read: an overflow in a later box leaves
-    // the earlier ones changed, as the dialog always has.
-    m.StressTarget = toSingle(leadingNumber(texts.stressTarget), "the stress target");
-    m.Epsilon = roundToInt16(leadingNumber(texts.epsilon), "Epsilon");
-    m.Lambda = toSingle(leadingNumber(texts.lambda), "Lambda");
+    // All three are read before any is stored, so a value that overflows leaves every
+    // parameter as it was.
+    const float stressTarget = toSingle(leadingNumber(texts.stressTarget), "the stress target");
+    const int16 epsilon = roundToInt16(leadingNumber(texts.epsilon), "Epsilon");
+    const float lambda = toSingle(leadingNumber(texts.lambda), "Lambda");
+    m.StressTarget = stressTarget;
+    m.Epsilon = epsilon;
+    m.Lambda = lambda;
 }
 
 std::string ParameterStatusText(const Model& m) {

@@ -17,10 +17,10 @@ struct ParameterTexts {
 // The present values in their shortest general form (a fresh model: "0", "1", "0.05").
 ParameterTexts ParameterTextsOf(const Model& m);
 
-// Reads the boxes in the order stress target, Epsilon, Lambda and stores each as it
-// is read: the leading number of the text, StressTarget and Lambda as single
-// precision, Epsilon to the nearest integer with halves to even. A value too large
-// for its type raises the overflow fault; the values stored before it stay.
+// Reads the boxes in the order stress target, Epsilon, Lambda, then stores them: the
+// leading number of the text, StressTarget and Lambda as single precision, Epsilon to
+// the nearest integer with halves to even. A value too large for its type raises the
+// overflow fault before anything is stored.
 void ApplyParameterTexts(Model& m, const ParameterTexts& texts);
 
 // "Stress Target = 120MPa   Epsilon = 3   Lambda = 0.05"

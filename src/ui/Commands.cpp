@@ -22,7 +22,22 @@ namespace {
 
 constexpr const char* kLineBreak = "\r\n";
 
-// The fault texts are sentences already; a bare one gets its full stop.
+std::string faultHint(FaultKind kind) {
+    switch (kind) {
+    case FaultKind::Overflow:
+        return "Check the numbers entered and the size of the model: counts and steps go up to "
+               "32767.";
+    case FaultKind::Subscript:
+        return "Set up the design domain again, or open a model file saved by the program.";
+    case FaultKind::Input:
+        return {}; // the message itself says what to change
+    case FaultKind::FloatingPoint:
+        break;
+    }
+    return "Check that the model has material, supports that hold it, and at least one load.";
+}
+
+// The other texts are sentences already; a bare one gets its full stop.
 std::string asSentence(const char* text) {
     std::string s = text != nullptr ? text : "";
     if (s.empty()) {
@@ -33,29 +48,6 @@ std::string asSentence(const char* text) {
         s += '.';
     }
     return s;
-}
-
-std::string faultHint(FaultKind kind) {
-    switch (kind) {
-    case FaultKind::Overflow:
-        return "Check the numbers entered and the size of the model: counts and steps go up to "
-               "32767.";
-    case FaultKind::Subscript:
-    case FaultKind::FloatingPoint:
-        break;
-    }
-    return "Check that the model has material, supports that hold it, and at least one load.";
-}
-
-// A result field can be drawn only when it covers every cell of the grid, and the
-// mesh every element of it: before the first analysis (or with no domain) there is
-// nothing to show.
-bool fieldCoversGrid(const Model& m, const Array2<double>& field) {
-    const int rows = m.CellRowCount;
-    const int columns = m.CellColumnCount;
-    return rows > 0 && columns > 0 && m.CellState.contains(rows, columns) && field.contains(1, 1) &&
-           field.contains(rows, columns) &&
-           m.ElementNodes.contains(static_cast<long long>(rows) * columns, 4);
 }
 
 void drawChosenMap(Model& m, Desktop& d) {
@@ -102,7 +94,10 @@ bool RunGuarded(Model& m, Desktop& d, const std::function<void()>& handler) {
 
 std::string FaultMessage(const std::exception& error) {
     if (const auto* fault = dynamic_cast<const RuntimeFault*>(&error)) {
-        return "The calculation stopped: " + asSentence(fault->what()) + kLineBreak +
+        if (fault->kind() == FaultKind::Input) {
+            return "The analysis cannot start: " + FaultExplanation(*fault);
+        }
+        return "The calculation stopped: " + FaultExplanation(*fault) + kLineBreak +
                faultHint(fault->kind());
     }
     if (dynamic_cast<const HistoryFileError*>(&error) != nullptr) {
@@ -247,13 +242,16 @@ bool OpenModelCommand(Model& m, Desktop& d, const std::string& folder, const std
         OpenModel(m, ModelPathOf(folder, name), CanvasSize{d.canvasWidth(), d.canvasHeight()},
                   [&m, &d] { d.history().Close(m); });
     } catch (const ModelFileError&) {
-        // Whatever was read stays in the model; the view and the canvas are left as
-        // they were, and the dialog stays open for another try.
+        // Nothing was taken from the file; the dialog stays open for another try.
         d.showMessage(kModelFileErrorMessage, kModelFileErrorTitle);
         return false;
     }
-    ApplyCanvasScale(m, d.canvas());
-    DrawCanvas(m, d.canvas());
+    // The model in memory is the file's from here on: a redraw that fails is reported,
+    // and the title, the menus and the history still follow the new model.
+    RunGuarded(m, d, [&m, &d] {
+        ApplyCanvasScale(m, d.canvas());
+        DrawCanvas(m, d.canvas());
+    });
     d.setTitle(kOpenedTitle);
     // The results belong to the model that was replaced, and so does its run.
     d.setResultMenusEnabled(false);
@@ -374,11 +372,9 @@ void ApplyValueChoice(Model& m, ValueOption option) {
 
 void ApplyImageChoice(Model& m, Desktop& d, bool stress) {
     m.DisplayMode = stress ? 1 : 2;
-    // The choice also decides the map after the next step; before any result exists
-    // there is nothing to draw yet.
-    if (fieldCoversGrid(m, stress ? m.CellStress : m.Potential)) {
-        drawChosenMap(m, d);
-    }
+    // Drawn also before any result or domain exists: the legend then shows its title
+    // and zeros. The choice also decides the map after the next step.
+    drawChosenMap(m, d);
 }
 
 } // namespace quillane

@@ -37,6 +37,18 @@ bool gridIndex(float p, float origin, float size, int limit, int16& index) {
     return true;
 }
 
+// A 1-based grid number (p - origin) / size + 1, rounded as a 16-bit index; false
+// when it cannot be one.
+bool gridNumber(float p, float origin, float size, int16& number) {
+    const float q = (p - origin) / size + 1.0f;
+    const double nearest = std::nearbyint(static_cast<double>(q));
+    if (!(nearest >= kInt16Min && nearest <= kInt16Max)) {
+        return false;
+    }
+    number = roundToInt16(q, "a grid number");
+    return true;
+}
+
 // A cell count of the domain, rounded as the mesh will round it; false when it
 // cannot be counted in 16 bits.
 bool cellCount(float low, float high, float size, long long& count) {
@@ -60,7 +72,7 @@ void showReadout(Desktop& d, const Readout& r) {
 // The two clicks of the four rectangle operations, writing `code` to every cell
 // between the two clicked cells.
 void rectangleOperation(Model& m, Desktop& d, float X, float Y, int16 code) {
-    m.ClickCount = add16(m.ClickCount, 1, "ClickCount");
+    m.ClickCount = add16(m.ClickCount, 1, "the click count");
     const float px = cellCorner(X, m.ElementSize);
     const float py = cellCorner(Y, m.ElementSize);
     bool accepted = m.DomainDefined != 0 && m.DomainX1 <= px && px < m.DomainX2 &&
@@ -125,16 +137,20 @@ bool pickNode(Model& m, Desktop& d, float X, float Y, int& node) {
     const float py = gridLine(Y, m.ElementSize) * m.ElementSize;
     bool accepted = m.DomainDefined != 0 && m.DomainX1 <= px && px <= m.DomainX2 &&
                     m.DomainY1 <= py && py <= m.DomainY2;
+    // Column and row come from the element size in use, measured against the domain as
+    // it was built: after a change of the size they may name another node than the one
+    // under the click, as the program always has. Only a number that is no node of the
+    // model is refused.
     int16 column = 0;
     int16 row = 0;
-    accepted = accepted &&
-               gridIndex(px, m.DomainX1, m.ElementSize, m.CellColumnCount + 1, column) &&
-               gridIndex(py, m.DomainY1, m.ElementSize, m.CellRowCount + 1, row);
-    if (!accepted) {
+    accepted = accepted && gridNumber(px, m.DomainX1, m.ElementSize, column) &&
+               gridNumber(py, m.DomainY1, m.ElementSize, row);
+    const long long number = (static_cast<long long>(row) - 1) * (m.CellColumnCount + 1) + column;
+    if (!accepted || number < 1 || number > m.NodeCount) {
         d.showMessage(kNodeNotInDomain);
         return false;
     }
-    node = (row - 1) * (m.CellColumnCount + 1) + column;
+    node = static_cast<int>(number);
     return true;
 }
 
@@ -196,7 +212,7 @@ void CanvasMouseDown(Model& m, Desktop& d, float X, float Y) {
 }
 
 void DesignDomainSet(Model& m, Desktop& d, float X, float Y) {
-    m.ClickCount = add16(m.ClickCount, 1, "ClickCount");
+    m.ClickCount = add16(m.ClickCount, 1, "the click count");
     const float size = m.ElementSize;
     if (m.ClickCount == 1) {
         // The corner waits beside the domain until the second click completes the

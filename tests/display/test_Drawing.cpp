@@ -163,6 +163,26 @@ TEST(Canvas, CellsPassByPassEachWithACyanOutline) {
     }
 }
 
+TEST(Canvas, AxesAndGridComeLastOverCellsArrowsAndSupports) {
+    Model m = viewed(makePlate(2, 3));
+    loadNode(m, 2, 10, 0);
+    fixNode(m, 1, true, true);
+    RecordingSurface canvas;
+    DrawCanvas(m, canvas);
+    auto ops = canvas.sinceClear();
+    std::erase_if(ops, [](const DrawOp& op) { return op.kind == DrawOp::DrawWidth; });
+    const auto axis = std::find_if(ops.begin(), ops.end(), [](const DrawOp& op) {
+        return op.kind == DrawOp::Line && op.color == PaletteColor(4);
+    });
+    ASSERT_NE(axis, ops.end());
+    // Before the axes: the domain, 6 cells and their outlines, 8 arrow and 8 support lines.
+    EXPECT_EQ(axis - ops.begin(), 1 + 12 + 8 + 8);
+    EXPECT_EQ(pick({ops.begin(), axis}, DrawOp::FilledBox).size(), 7u);
+    // From the axes on: the 2 axes and the 30 grid lines, nothing else.
+    EXPECT_EQ(ops.end() - axis, 2 + 30);
+    EXPECT_EQ(pick({axis + 2, ops.end()}, DrawOp::Line, PaletteColor(3)).size(), 30u);
+}
+
 TEST(Canvas, LoadArrowsFollowTheForceSignAndSupportsGetTheirSymbols) {
     const double s = static_cast<double>(2000.0f / 30.0f);
     const float g = 4.0f * 20.0f / 3.0f; // symbol size h = 2000 / 100 = 20, single precision
@@ -188,8 +208,23 @@ TEST(Canvas, LoadArrowsFollowTheForceSignAndSupportsGetTheirSymbols) {
         const double tipY = c.sy * s;
         EXPECT_EQ(at(arrows[0]), (Coords{100, 0, tipX, 0})) << c.fx;
         EXPECT_EQ(at(arrows[4]), (Coords{100, 0, 100, tipY})) << c.fy;
-        EXPECT_EQ((arrows[1].c < tipX), (c.sx > 0)); // barbs point back to the node
-        EXPECT_EQ((arrows[5].d < tipY), (c.sy > 0));
+        // Each shaft is drawn twice, each time followed by one barb from the tip: back by
+        // a third of the arrow and aside by a fifth, on either side.
+        const double ax = c.sx * s;
+        const double ay = c.sy * s;
+        EXPECT_EQ(at(arrows[2]), at(arrows[0]));
+        EXPECT_EQ(at(arrows[6]), at(arrows[4]));
+        const Coords barbs[] = {{tipX, 0, tipX - ax / 3, ax / 5},
+                                {tipX, 0, tipX - ax / 3, -ax / 5},
+                                {100, tipY, 100 + ay / 5, tipY - ay / 3},
+                                {100, tipY, 100 - ay / 5, tipY - ay / 3}};
+        for (const auto& [index, barb] :
+             {std::pair{1, barbs[0]}, {3, barbs[1]}, {5, barbs[2]}, {7, barbs[3]}}) {
+            const Coords drawnBarb = at(arrows[static_cast<std::size_t>(index)]);
+            for (std::size_t q = 0; q < 4; ++q) {
+                EXPECT_NEAR(drawnBarb[q], barb[q], 1e-3) << c.fx << " barb " << index;
+            }
+        }
         const auto drawn = pick(canvas.sinceClear(), DrawOp::Line, PaletteColor(1));
         ASSERT_EQ(drawn.size(), 8u);
         for (std::size_t k = 0; k < 8; ++k) {
@@ -297,7 +332,7 @@ TEST(Readouts, ElementsReportTheCellBelowLeftAndNodesTheNearestNode) {
     const struct {
         float x, y;
         const char* stress;
-        const char* potential; // nullptr: the subscript fault
+        const char* potential; // nullptr: no potential to show there
     } cases[] = {
         {399.9f, 299.9f, "2,3   stress = 23MPa", "2,3   Potential = 23.5"}, // cell (3, 4)
         {250, 150, "1,2   stress = 0.1MPa", "1,2   Potential = 0.3333333"},
@@ -311,11 +346,14 @@ TEST(Readouts, ElementsReportTheCellBelowLeftAndNodesTheNearestNode) {
         const Readout r = stressValue(m, c.x, c.y);
         EXPECT_EQ(r.inside, std::string(c.stress) != kElementNotInDomain);
         EXPECT_EQ(r.text, c.stress) << c.x << "," << c.y;
-        if (c.potential) {
-            EXPECT_EQ(neuronValue(m, c.x, c.y).text, c.potential) << c.x << "," << c.y;
-        } else {
-            EXPECT_THROW(neuronValue(m, c.x, c.y), SubscriptFault) << c.x << "," << c.y;
-        }
+        const Readout p = neuronValue(m, c.x, c.y);
+        EXPECT_EQ(p.inside, c.potential != nullptr && r.inside) << c.x << "," << c.y;
+        EXPECT_EQ(p.text, c.potential ? c.potential
+                                      : "There is no potential to show for this position: the "
+                                        "read-out shows the cell one row below and one column "
+                                        "to the left of the one clicked, and the lowest row and "
+                                        "the leftmost column have no such cell.")
+            << c.x << "," << c.y;
     }
     // Node read-outs snap to the nearest node, halves up.
     loadNode(m, nodeAt(m, 2, 2), 10, -5);

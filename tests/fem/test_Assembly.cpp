@@ -269,3 +269,22 @@ TEST(LoadsAndDisplacements, OnlyNumberedComponentsCarryThem) {
     MarkActiveNodes(m);
     EXPECT_EQ(m.NodeActive(4) + m.NodeActive(8), 0);
 }
+
+TEST(Assembly, ARowHoldsNineHigherCouplingsAndTheTenthIsRefused) {
+    // On a grid a node's x equation couples to its own y and to the right, upper-left,
+    // upper and upper-right nodes: nine higher equations fill its row exactly.
+    Model grid = makePlate(2, 2);
+    AssembleSystem(grid);
+    EXPECT_EQ(grid.StiffnessMatrix.Count(grid.DofNumber(5, 1)), 9);
+    // Three elements sharing node 1 (only a hand-edited file has them) couple its
+    // x equation to fourteen higher ones.
+    Model m = makePlate(1, 3);
+    m.ElementNodes(2, 1) = 1;
+    m.ElementNodes(3, 1) = 1;
+    MarkActiveNodes(m);
+    CalcElementStiffness(m);
+    NumberEquations(m);
+    // Refused where the row fills, before anything is written past it.
+    EXPECT_THROW(AssembleStiffness(m), SubscriptFault);
+    EXPECT_EQ(m.StiffnessMatrix.Count(1), 9);
+}

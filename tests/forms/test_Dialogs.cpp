@@ -225,5 +225,109 @@ TEST_F(Dialogs, SaveThenOpenThroughTheFileDialogs) {
     EXPECT_EQ(frmOpen(opened, d).folder(), dir.path());
 }
 
+// What a dialog shows, in the order its controls were made: the title, then every
+// label, option and button caption.
+template <class Form> QString captions(Model& m, Desktop& d) {
+    Form form(m, d);
+    QStringList texts{form.windowTitle()};
+    for (QObject* child : form.children()) {
+        if (auto* label = qobject_cast<QLabel*>(child)) {
+            if (!label->text().isEmpty()) { // a notice that has nothing to say yet
+                texts << label->text();
+            }
+        } else if (auto* button = qobject_cast<QAbstractButton*>(child)) {
+            texts << button->text();
+        }
+    }
+    return texts.join('|');
+}
+
+TEST_F(Dialogs, CaptionsAsWritten) {
+    const std::pair<QString, const char*> dialogs[] = {
+        {captions<frmShape>(m, d),
+         "Shape|Choose what you want to draw.|Setup Design Domain|Add Design Structural "
+         "Elements|Delete Structural Elements|Add Non-Design Structural Elements|Delete Design "
+         "Domain|Nothing|OK|Cancel"},
+        {captions<frmFreedom>(m, d),
+         "Freedom Conditions|Choose individual node settings.|X-Displacement Fixed|"
+         "Y-Displacement Fixed|All Displacement Fixed|Nothing|OK|Cancel"},
+        {captions<frmAppliedLoad>(m, d),
+         "Applied Load|Specify the applied loads|Nothing|Force-X: |Force-Y: |OK|Cancel"},
+        {captions<frmWidth>(m, d), "Width and Mesh Density|Enter display area Width in mm "
+                                   "units.|mm|Enter element-Size in mm units.|mm|OK|Cancel"},
+        {captions<frmMaterial>(m, d),
+         "Design Property|Specify Design Property Values|Modulus of Elasticity: |MPa|Thickness: "
+         "|mm|Poissons Ratio: |OK|Cancel"},
+        {captions<frmController>(m, d),
+         "Optimization Parameter|Specify a target value of stress|von Mises Stress:|Specify "
+         "threshold value Epsilon|Epsilon:|and forget coefficient Lambda.|Lambda:|OK|Cancel"},
+        {captions<frmImageIndicator>(m, d),
+         "Graphics|Choose what you want to show.|von Mises Stress|Potential|OK|Cancel"},
+        {captions<frmValueIndicator>(m, d),
+         "Values|Choose what you want to check.|Applied Load value|Displacement value|von "
+         "Mises Stress value|Potential value|Nothing|OK|Cancel"},
+        {captions<frmOptimization>(m, d),
+         "Optimization|Automatic_Start|Automatic_Stop|Bit by Bit|Cancel"},
+        {captions<frmOpen>(m, d), "Open Model|Open|Cancel"},
+        {captions<frmSave>(m, d), "Save Model|Save|Cancel"},
+    };
+    for (const auto& [shown, written] : dialogs) {
+        EXPECT_EQ(shown.toStdString(), written);
+    }
+}
+
+TEST_F(Dialogs, AnOverflowThenCancelLeavesEverySettingAsItWas) {
+    frmController controller(m, d);
+    controller.show();
+    controller.txtDpStress->setText("55");
+    controller.txtDpEpsilon->setText("40000"); // beyond 16 bits: reported, the dialog open
+    controller.cmdOK->click();
+    EXPECT_EQ(outcome(controller), Open);
+    controller.cmdExit->click();
+    EXPECT_EQ(std::tie(m.StressTarget, m.Epsilon, m.Lambda),
+              std::make_tuple(0.0f, int16{1}, 0.05f));
+    frmWidth width(m, d);
+    width.show();
+    width.txtWidth->setText("1000");
+    width.txtUnitGrid->setText("1e39");
+    width.cmdOK->click();
+    EXPECT_EQ(outcome(width), Open);
+    width.cmdCancel->click();
+    EXPECT_EQ(std::tie(m.DomainWidth, m.ElementSize), std::make_tuple(2000.0f, 100.0f));
+    ASSERT_EQ(d.messages.size(), 2u);
+    EXPECT_EQ(d.messages[0].title + d.messages[1].title, "OverflowOverflow");
+}
+
+TEST_F(Dialogs, FolderListJumpsToTypedNamesAndNamesAreRelativeToTheFolderShown) {
+    QTemporaryDir dir;
+    for (const char* folder : {"alpha", "beta", "bravo", "Charlie"}) {
+        QDir(dir.path()).mkdir(folder);
+    }
+    m = support::makeCantilever(2, 3);
+    frmSave save(m, d);
+    save.show();
+    save.setFolder(dir.path());
+    const auto current = [&save] { return save.Dir1->currentItem()->text().trimmed(); };
+    save.Dir1->setFocus();
+    QTest::keyClicks(save.Dir1, "br"); // one word typed quickly
+    EXPECT_EQ(current(), "bravo");
+    QTest::qWait(QApplication::keyboardInputInterval() + 100);
+    QTest::keyClicks(save.Dir1, "c");
+    EXPECT_EQ(current(), "Charlie");
+    QTest::keyClick(save.Dir1, Qt::Key_Return); // opens it
+    EXPECT_EQ(save.folder(), dir.filePath("Charlie"));
+
+    // The process's own folder plays no part in where a typed name lands.
+    const QString previous = QDir::currentPath();
+    QDir::setCurrent(dir.filePath("alpha"));
+    save.setFolder(dir.filePath("beta"));
+    save.txtFileName->setText("../plate.model");
+    save.cmdSave->click();
+    QDir::setCurrent(previous);
+    EXPECT_EQ(outcome(save), Accepted);
+    EXPECT_TRUE(QFile::exists(dir.filePath("plate.model")));
+    EXPECT_TRUE(d.messages.empty());
+}
+
 } // namespace
 } // namespace quillane

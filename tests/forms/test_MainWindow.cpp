@@ -188,5 +188,68 @@ TEST_F(MainWindowTest, FaultThenAnalysisStepsCopyAndClearThroughTheWindow) {
     EXPECT_NE(messages[0].find("選ばれた節点は設計領域にありません。"), std::string::npos);
 }
 
+TEST_F(MainWindowTest, LabelsShowTheirWholeTextOrCutItWithTheWholeAsTooltip) {
+    const std::string pair = "u = -0.000123456789012345mm  v = -0.000987654321098765mm";
+    window.setStatus(pair);
+    EXPECT_EQ(window.lblUpDate->text().toStdString(), pair); // widened, not cut
+    EXPECT_GT(window.lblUpDate->width(), 333);
+    EXPECT_GE(window.lblMouseXY->x(), window.lblUpDate->geometry().right());
+    EXPECT_TRUE(window.lblUpDate->toolTip().isEmpty());
+    // In a narrow window the label keeps its share; the rest is cut, the whole in the tooltip.
+    window.resize(640, 480);
+    QApplication::processEvents();
+    EXPECT_TRUE(window.lblUpDate->text().endsWith(QChar(0x2026)))
+        << window.lblUpDate->text().toStdString();
+    EXPECT_EQ(window.lblUpDate->toolTip().toStdString(), pair);
+    window.setStatus("Width = 2000mm  Element Size = 100mm");
+    EXPECT_EQ(window.lblUpDate->width(), 333); // back to the layout's width
+    EXPECT_TRUE(window.lblUpDate->toolTip().isEmpty());
+}
+
+TEST_F(MainWindowTest, TheOptimizationDialogOpensBesideTheCanvas) {
+    const QRect screen = window.screen()->availableGeometry();
+    // The window at the screen's left, at its right, and across all of it: the dialog
+    // goes to the right of the window, to its left, or from the canvas's right edge
+    // over the legend.
+    window.mnuOptimization->setEnabled(true);
+    for (const int side : {0, 1, 2}) {
+        window.resize(side == 2 ? screen.width() - 4 : 400, 300);
+        QApplication::processEvents();
+        window.move(side == 1 ? screen.right() + 1 - window.frameGeometry().width() : screen.left(),
+                    screen.top());
+        QApplication::processEvents();
+        const QRect canvasOnScreen(canvas->mapToGlobal(QPoint(0, 0)), canvas->size());
+        QRect dialogOnScreen;
+        QTimer::singleShot(0, [&dialogOnScreen] {
+            if (auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget())) {
+                dialogOnScreen = dialog->frameGeometry();
+                dialog->reject();
+            }
+        });
+        window.mnuOptimization->trigger();
+        ASSERT_FALSE(dialogOnScreen.isNull());
+        EXPECT_TRUE(screen.contains(dialogOnScreen)) << side;
+        const QRect frame = window.frameGeometry();
+        // Across the screen, a legend narrower than the dialog leaves it at the screen's
+        // right edge, over as little of the canvas as can be.
+        const int expectedLeft[] = {
+            frame.right() + 1, frame.left() - dialogOnScreen.width(),
+            std::min(canvasOnScreen.right() + 1, screen.right() + 1 - dialogOnScreen.width())};
+        EXPECT_EQ(dialogOnScreen.left(), expectedLeft[side]) << side;
+        EXPECT_EQ(dialogOnScreen.top(), side == 2 ? canvasOnScreen.top() : frame.top()) << side;
+        EXPECT_EQ(dialogOnScreen.intersects(canvasOnScreen), side == 2) << side;
+    }
+}
+
+TEST_F(MainWindowTest, ExitAndClosingTheWindowCloseTheHistory) {
+    for (int way = 0; way < 2; ++way) {
+        ASSERT_TRUE(window.history().Start(m));
+        way == 0 ? window.mnuExit->trigger() : (void)window.close();
+        EXPECT_FALSE(window.history().isOpen()) << way;
+        EXPECT_EQ(m.HistoryRecording, 0) << way;
+        window.show();
+    }
+}
+
 } // namespace
 } // namespace quillane

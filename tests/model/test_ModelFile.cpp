@@ -1,9 +1,11 @@
 #include "model/ModelFile.h"
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <limits>
 #include <sstream>
 #include <string>
 #include <tuple>
@@ -11,6 +13,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace quillane;
@@ -91,6 +94,24 @@ Model sampleModel() {
 
 const CanvasSize kCanvas{3.0, 2.0};
 
+// Everything opening may change is as it was.
+void expectUnchanged(const Model& m, const Model& before) {
+    EXPECT_EQ(std::tie(m.DomainWidth, m.ElementSize, m.OriginFracX, m.DomainHeight, m.ViewRight,
+                       m.ViewTop, m.DomainX2, m.YoungModulus, m.StressTarget, m.Epsilon),
+              std::tie(before.DomainWidth, before.ElementSize, before.OriginFracX,
+                       before.DomainHeight, before.ViewRight, before.ViewTop, before.DomainX2,
+                       before.YoungModulus, before.StressTarget, before.Epsilon));
+    EXPECT_EQ(std::tie(m.CellRowCount, m.CellColumnCount, m.NodeCount, m.ElementCount,
+                       m.DomainDefined, m.HistoryRecording, m.ModelFilePath),
+              std::tie(before.CellRowCount, before.CellColumnCount, before.NodeCount,
+                       before.ElementCount, before.DomainDefined, before.HistoryRecording,
+                       before.ModelFilePath));
+    EXPECT_TRUE(m.CellState == before.CellState && m.NodeXY == before.NodeXY &&
+                m.ElementNodes == before.ElementNodes && m.NodeLoad == before.NodeLoad &&
+                m.Potential == before.Potential && m.CellStress == before.CellStress &&
+                m.NodeActive == before.NodeActive);
+}
+
 std::string openFails(Model& m, const std::string& path) {
     try {
         OpenModel(m, path, kCanvas);
@@ -166,15 +187,11 @@ TEST_F(ModelFileTest, SaveAndReopenGivesEveryValueBack) {
     EXPECT_EQ(resaved(opened), text);
 }
 
-TEST_F(ModelFileTest, ReadsRenumberedRecordsAnyLineEndAndAnyUsualNumberForm) {
-    auto renumbered = records;
-    for (std::size_t r = 12; r < renumbered.size() - 1; ++r) {
-        renumbered[r].replace(0, renumbered[r].find(','), "1");
-    }
+TEST_F(ModelFileTest, ReadsAnyLineEndAndAnyUsualNumberForm) {
     std::string fieldPerLine = text;
     std::replace(fieldPerLine.begin(), fieldPerLine.end(), ',', '\n');
-    for (const auto& variant : {join(renumbered, "\r\n"), join(records, ","), fieldPerLine,
-                                join(records, "\r"), " " + join(records, " \r\n\t")}) {
+    for (const auto& variant :
+         {join(records, ","), fieldPerLine, join(records, "\r"), " " + join(records, " \r\n\t")}) {
         Model opened;
         OpenModel(opened, write(variant), kCanvas);
         EXPECT_EQ(resaved(opened), text);
@@ -184,12 +201,41 @@ TEST_F(ModelFileTest, ReadsRenumberedRecordsAnyLineEndAndAnyUsualNumberForm) {
     forms[0] = "1e3,+100.,.5,-3";
     forms[1] = "+2.0,3E+00";
     forms[4] = "7E+04,.33,2.50";
+    forms[12] = "1.0,-200,-1E2";
     forms[54] = "1.25e1,2.5,5.E-2";
     Model o;
     OpenModel(o, write(join(forms, "\r\n")), kCanvas);
     records[0] = "1000,100,0.5,-3";
     records[54] = "12.5,2,0.05";
     EXPECT_EQ(resaved(o), join(records, "\r\n"));
+}
+
+TEST_F(ModelFileTest, ExtremeValuesReadBackAndWriteTheSameText) {
+    // The largest Double rounded to 15 digits would lie beyond the range: it is cut.
+    const double dmax = std::numeric_limits<double>::max();
+    const double dtiny = std::numeric_limits<double>::denorm_min();
+    const float fmax = std::numeric_limits<float>::max();
+    const float ftiny = std::numeric_limits<float>::denorm_min();
+    std::tie(saved.YoungModulus, saved.PoissonRatio, saved.Thickness) =
+        std::tuple(dmax, -dtiny, std::nextafter(dmax, 0.0));
+    std::tie(saved.NodeLoad(1, 1), saved.NodeLoad(1, 2)) =
+        std::tuple(-dmax, 2.2250738585072014e-308);
+    std::tie(saved.DomainWidth, saved.ElementSize, saved.OriginFracX, saved.OriginFracY) =
+        std::tuple(fmax, -ftiny, std::nextafter(fmax, 0.0f), 1.17549435e-38f);
+    std::tie(saved.StressTarget, saved.Lambda) = std::tuple(-fmax, ftiny);
+    SaveModel(saved, file("x.model"));
+    const std::string first = readText(file("x.model"));
+    EXPECT_EQ(first.rfind("3.402823E+38,-1E-45,3.402823E+38,1.175494E-38\r\n", 0), 0u);
+    EXPECT_NE(first.find("\r\n1.79769313486231E+308,-5E-324,1.79769313486231E+308\r\n"),
+              std::string::npos);
+    EXPECT_NE(first.find("\r\n1,-1.79769313486231E+308,2.2250738585072E-308\r\n"),
+              std::string::npos);
+    // Read back at the precision written, each value writes the same text again.
+    Model opened;
+    OpenModel(opened, file("x.model"), kCanvas);
+    EXPECT_EQ(std::tie(opened.PoissonRatio, opened.ElementSize, opened.Lambda),
+              std::tie(saved.PoissonRatio, saved.ElementSize, saved.Lambda));
+    EXPECT_EQ(resaved(opened), first);
 }
 
 TEST_F(ModelFileTest, OpeningRebuildsTheViewForTheCanvas) {
@@ -208,43 +254,91 @@ TEST_F(ModelFileTest, ModelWithoutDomainSavesInSevenLinesButCannotBeOpened) {
     EXPECT_EQ(readText(file("a.model")),
               "2000,100,0.5,0.5\r\n0,0\r\n0,0\r\n0,0\r\n210000,0.3,1\r\n0,0\r\n0,1,0.05\r\n");
     m = sampleModel();
-    EXPECT_EQ(openFails(m, file("a.model")), "the model has no cells: 0 rows");
-    // Records 1 to 6 were taken; the arrays could not be sized and keep the old ones.
-    EXPECT_EQ(std::make_tuple(m.DomainWidth, m.CellRowCount, m.NodeCount, m.YoungModulus,
-                              m.CellState.hi1(), m.DomainDefined),
-              std::make_tuple(2000.0f, int16{0}, int16{0}, 210000.0, 2, int16{0}));
+    const Model before = m;
+    EXPECT_EQ(openFails(m, file("a.model")), "line 2, field 1: the model has no cells: 0 rows");
+    expectUnchanged(m, before);
 }
 
-TEST_F(ModelFileTest, FailedOpensLeaveWhatWasReadBeforeThem) {
-    // The old model: another grid and other parameters, while history records.
+// Each broken file is refused with its line and field, and the model in memory is
+// left exactly as it was: the old grid, parameters, view, path and history.
+TEST_F(ModelFileTest, BadFilesAreRefusedWholeAndNameTheirLineAndField) {
     Model m = gridModel(1, 1, 100.0f, kCellEmpty);
-    std::tie(m.DomainDefined, m.StressTarget, m.ViewRight, m.HistoryRecording) =
-        std::tuple(int16{0}, 99.0f, 7.0f, int16{-1});
-    // Cut in the middle of the node records: line 18 keeps two of its fields.
-    EXPECT_EQ(openFails(m, write(text.substr(0, text.find("6,-100,0") + 6))),
-              "line 18: the file ends before the node records are complete");
-    EXPECT_EQ(m.DomainWidth, 1234.5f);
-    EXPECT_TRUE(m.CellState == saved.CellState);
-    // Arrays sized for the new counts; what was not read is still zero.
-    EXPECT_EQ(std::make_tuple(m.NodeXY(5, 1), m.NodeXY(6, 1), m.NodeXY(6, 2), m.NodeXY(7, 1),
-                              m.ElementNodes.hi1(), m.ElementNodes(1, 1)),
-              std::make_tuple(-200.0, -100.0, 0.0, 0.0, 6, int16{0}));
-    EXPECT_EQ(std::make_tuple(m.StressTarget, m.ViewRight, m.DomainDefined, m.HistoryRecording),
-              std::make_tuple(99.0f, 7.0f, int16{0}, int16{-1}));
-
-    const std::pair<std::size_t, const char*> bad[] = {
-        {0, "1x2,100,0.3,0.7"},   {0, "1234.5,,0.3,0.7"},   {0, "1234.5,inf,0,0"},
-        {0, "1E+39,100,0.3,0.7"}, {4, "70000,-1E+309,2.5"}, {1, "40000,3"}};
-    for (const auto& [record, field] : bad) {
-        auto changed = records;
-        changed[record] = field;
-        const std::string where = "line " + std::to_string(record + 1) + ", field ";
-        EXPECT_EQ(openFails(m, write(join(changed, "\r\n"))).rfind(where, 0), 0u) << field;
+    std::tie(m.DomainDefined, m.StressTarget, m.ViewRight, m.HistoryRecording, m.ModelFilePath) =
+        std::tuple(int16{0}, 99.0f, 7.0f, int16{-1}, "old.model");
+    m.Potential(1, 1) = 4.5;
+    const Model before = m;
+    const auto changed = [this](std::size_t record, const std::string& value) {
+        auto r = records;
+        r[record] = value;
+        return join(r, "\r\n");
+    };
+    const std::pair<std::string, std::string> cases[] = {
+        // Cut in the last load record: line 54 keeps two of its fields.
+        {text.substr(0, text.find("12,1234.5678") + 12),
+         "line 54: the file ends before the load records are complete"},
+        {changed(0, "1x2,100,0.3,0.7"), "line 1, field 1: \"1x2\" is not a number"},
+        {changed(0, "1234.5,,0.3,0.7"), "line 1, field 2: an empty field is not a number"},
+        {changed(0, "1234.5,inf,0,0"), "line 1, field 2: \"inf\" is not a number"},
+        {changed(0, "1E+39,100,0.3,0.7"),
+         "line 1, field 1: \"1E+39\" is outside the range of a single-precision number (about "
+         "-3.4E+38 to 3.4E+38)"},
+        {changed(4, "70000,-1E+309,2.5"), "line 5, field 2: \"-1E+309\" is outside the range of a "
+                                          "double-precision number (about -1.8E+308 to 1.8E+308)"},
+        {changed(1, "40000,3"), "line 2, field 1: \"40000\" is outside the range of a whole "
+                                "number (-32768 to 32767)"},
+        {changed(0, std::string(5000, '7') + "x"),
+         "line 1, field 1: \"7777777777777777777777777777777777777777...\" is not a number"},
+        // Counts that do not make one grid the file can hold.
+        {changed(1, "2,0"), "line 2, field 2: the model has no cells: 0 columns"},
+        {changed(1, "16000,16000"), "line 2, field 2: a grid of 16000 by 16000 cells has "
+                                    "256000000 cells and 256032001 nodes, more than a model "
+                                    "can hold (32767 of each)"},
+        {changed(1, "1,16383"), "line 2, field 2: a grid of 1 by 16383 cells has 16383 cells and "
+                                "32768 nodes, more than a model can hold (32767 of each)"},
+        {changed(5, "13,6"), "line 6, field 1: the node count 13 does not match a grid of 2 by "
+                             "3 cells, which has 12 nodes"},
+        {changed(5, "12,5"), "line 6, field 2: the element count 5 does not match a grid of 2 "
+                             "by 3 cells, which has 6 elements"},
+        {join({records[0], "100,100", records[2], records[3], records[4], "10201,10000"}, "\r\n"),
+         "line 6, field 2: the file is too short for a grid of 100 by 100 cells: the records that "
+         "follow need at least 303623 bytes, and 0 are left"},
+        // References and running numbers.
+        {changed(25, "2,2,3,13,6"),
+         "line 26, field 4: node 13 of element 2 is not one of the model's nodes (1 to 12)"},
+        {changed(24, "1,0,2,6,5"),
+         "line 25, field 2: node 0 of element 1 is not one of the model's nodes (1 to 12)"},
+        {changed(13, "1,-100,-100"), "line 14, field 1: the node record 2 is numbered 1; the "
+                                     "records of a group are numbered 1, 2, 3, ... in order"},
+        {changed(53, "11,1234.5678,-0.001"), "line 54, field 1: the load record 12 is numbered 11; "
+                                             "the records of a group are numbered 1, 2, 3, ... in "
+                                             "order"},
+    };
+    for (const auto& [content, reason] : cases) {
+        EXPECT_EQ(openFails(m, write(content)), reason);
+        expectUnchanged(m, before);
     }
+    // A cut-down copy of the same grid's records opens: the counts fit the file.
+    Model ok;
+    OpenModel(ok, write(text), kCanvas);
+    EXPECT_EQ(ok.NodeCount, 12);
+
     const std::string missing = file("none.model");
     EXPECT_EQ(openFails(m, missing), "cannot open " + missing + ": No such file or directory");
     EXPECT_EQ(openFails(m, dir.string() + "/"),
               "cannot read " + dir.string() + "/: Is a directory");
+    // Not plain files: a pipe nobody writes to must not block, a device must not be read.
+    ASSERT_EQ(::mkfifo(file("pipe").c_str(), 0600), 0);
+    EXPECT_EQ(openFails(m, file("pipe")),
+              "cannot read " + file("pipe") +
+                  ": it is not a plain file (a device, a pipe or a socket)");
+    EXPECT_EQ(openFails(m, "/dev/zero"),
+              "cannot read /dev/zero: it is not a plain file (a device, a pipe or a socket)");
+    // Larger than any model: refused from its size, before it is read.
+    fs::resize_file(write(text), 6'000'001);
+    EXPECT_EQ(openFails(m, file("t.model")), "cannot read " + file("t.model") +
+                                                 ": at 6000001 bytes or more it is larger than any "
+                                                 "model file can be (at most 6000000 bytes)");
+    expectUnchanged(m, before);
 }
 
 TEST_F(ModelFileTest, FailedSavesKeepTheOldFileAndLeaveNoTemporary) {

@@ -73,11 +73,23 @@ TEST(NumberText, GeneralForm) {
                                                       {-kInf, "-Inf"},
                                                       {1.0 / 3, "0.333333333333333"},
                                                       {123456789012345.0, "123456789012345"},
-                                                      {1234567890123456.0, "1.23456789012346E+15"}};
+                                                      {1234567890123456.0, "1.23456789012346E+15"},
+                                                      // cut, since ...232E+308 cannot be read
+                                                      {-DBL_MAX, "-1.79769313486231E+308"},
+                                                      {4.9e-324, "5E-324"}};
     for (const auto& [value, text] : doubles) {
         EXPECT_EQ(formatGeneral(value), text) << value;
     }
     EXPECT_EQ(formatGeneral(-32768), "-32768");
+    EXPECT_EQ(formatGeneral(FLT_MAX), "3.402823E+38");
+}
+
+TEST(NumberText, QuotedTextIsCutToAReadableLength) {
+    EXPECT_EQ(QuotedText("abc"), "\"abc\"");
+    EXPECT_EQ(QuotedText(std::string(40, '7')), "\"" + std::string(40, '7') + "\"");
+    EXPECT_EQ(QuotedText(std::string(41, '7')), "\"" + std::string(40, '7') + "...\"");
+    // A character of three bytes across the cut stays whole or goes whole.
+    EXPECT_EQ(QuotedText(std::string(39, 'x') + "警告"), "\"" + std::string(39, 'x') + "...\"");
 }
 
 TEST(NumberText, ScientificAndWholeFormsRoundTiesAwayFromZero) {

@@ -126,11 +126,13 @@ TEST(ParameterTexts, LeadingNumberOfEachTextEpsilonHalvesToEvenNoRangeCheck) {
     }
 }
 
-TEST(ParameterTexts, OverflowKeepsTheValuesAlreadyStored) {
-    Model m;
-    EXPECT_THROW(ApplyParameterTexts(m, {"55", "40000", "0.2"}), OverflowFault);
-    EXPECT_EQ(Values(m), std::make_tuple(55.0f, int16{1}, 0.05f));
-    EXPECT_THROW(ApplyParameterTexts(m, {"1", "32767.5", "0.2"}), OverflowFault); // even: 32768
-    EXPECT_THROW(ApplyParameterTexts(m = Model{}, {"1e39", "3", "0.2"}), OverflowFault);
-    EXPECT_EQ(Values(m), std::make_tuple(0.0f, int16{1}, 0.05f));
+TEST(ParameterTexts, AnOverflowInAnyBoxLeavesEveryParameterAsItWas) {
+    for (const ParameterTexts& texts :
+         {ParameterTexts{"55", "40000", "0.2"},
+          ParameterTexts{"1", "32767.5", "0.2"}, // even: 32768
+          ParameterTexts{"1e39", "3", "0.2"}, ParameterTexts{"55", "3", "-4e38"}}) {
+        Model m;
+        EXPECT_THROW(ApplyParameterTexts(m, texts), OverflowFault) << texts.epsilon;
+        EXPECT_EQ(Values(m), std::make_tuple(0.0f, int16{1}, 0.05f)) << texts.epsilon;
+    }
 }

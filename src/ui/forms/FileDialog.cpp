@@ -1,7 +1,9 @@
 #include "ui/forms/FileDialog.h"
 
+#include <QApplication>
 #include <QComboBox>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QGridLayout>
 #include <QKeyEvent>
@@ -12,6 +14,7 @@
 #include <QStorageInfo>
 #include <QStyle>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "ui/Commands.h"
 #include "ui/forms/Text.h"
@@ -28,6 +31,43 @@ QString folderName(const QString& path) {
     return name.isEmpty() ? path : name; // a root has no name of its own
 }
 
+// The directory list: its entries are indented by their depth, so the list's own
+// search, which compares from the first character, would never find a name. Typing
+// jumps to the next folder whose name starts with what was typed (letters typed in
+// quick succession make one word; the same letter again goes on to the next match).
+class FolderList : public QListWidget {
+  public:
+    using QListWidget::QListWidget;
+
+    void keyboardSearch(const QString& search) override {
+        if (search.isEmpty() || count() == 0) {
+            return;
+        }
+        const bool sameWord =
+            typing_.isValid() && typing_.elapsed() <= QApplication::keyboardInputInterval();
+        typing_.restart();
+        typed_ = sameWord ? typed_ + search : search;
+        // A repeated first letter cycles through the names starting with it.
+        const bool repeated = typed_.size() > 1 && typed_.count(typed_.front()) == typed_.size();
+        const QString word = repeated ? typed_.left(1) : typed_;
+        const int start = std::max(currentRow(), 0);
+        // A new word or a repeated letter looks from the next entry on.
+        const int first = typed_.size() == 1 || repeated ? 1 : 0;
+        for (int step = first; step < count() + first; ++step) {
+            const int row = (start + step) % count();
+            if (item(row)->text().trimmed().startsWith(word, Qt::CaseInsensitive)) {
+                setCurrentRow(row);
+                scrollToItem(item(row));
+                return;
+            }
+        }
+    }
+
+  private:
+    QString typed_;
+    QElapsedTimer typing_;
+};
+
 } // namespace
 
 FileDialog::FileDialog(Model& m, Desktop& d, const QString& title, const QString& actionCaption,
@@ -35,7 +75,7 @@ FileDialog::FileDialog(Model& m, Desktop& d, const QString& title, const QString
     : QDialog(parent), m_(m), d_(d) {
     setWindowTitle(title);
     Drive1 = new QComboBox(this);
-    Dir1 = new QListWidget(this);
+    Dir1 = new FolderList(this);
     File1 = new QListWidget(this);
     txtFileName = new QLineEdit(this);
     actionButton_ = new QPushButton(actionCaption, this);
@@ -82,7 +122,13 @@ FileDialog::FileDialog(Model& m, Desktop& d, const QString& title, const QString
             start = last.absolutePath();
         }
     }
-    setFolder(start);
+    // The folder shown is never empty, so a typed name is never taken relative to
+    // the program's own current folder (which may be gone).
+    for (const QString& folder : {start, QDir::homePath(), QDir::rootPath()}) {
+        if (folder_.isEmpty()) {
+            setFolder(folder);
+        }
+    }
 
     // Form_Load: the file list's selection, none on opening.
     const auto selected = File1->selectedItems();

@@ -9,7 +9,9 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QResizeEvent>
+#include <QScreen>
 #include <QWindowStateChangeEvent>
+#include <algorithm>
 #include <type_traits>
 
 #include "display/Layout.h"
@@ -58,9 +60,9 @@ frmMain::frmMain(QWidget* parent) : QMainWindow(parent) {
     picColorBar->setObjectName("picColorBar");
     picCanvas = new CanvasWidget(client);
     picCanvas->setObjectName("picCanvas");
-    lblUpDate = new QLabel(client);
+    lblUpDate = new StatusLabel(client);
     lblUpDate->setObjectName("lblUpDate");
-    lblMouseXY = new QLabel(client);
+    lblMouseXY = new StatusLabel(client);
     lblMouseXY->setObjectName("lblMouseXY");
     // A badge in the gap between the two status labels, so neither they nor the
     // canvas and legend move: red "!" when the last solve did not converge, blue "i"
@@ -216,9 +218,32 @@ template <class Dialog> void frmMain::showDialog() {
     if constexpr (std::is_same_v<Dialog, frmOptimization>) {
         // The dialog of the running steps says at once why a run stopped.
         connect(this, &frmMain::runChanged, &dialog, &frmOptimization::showRunNotice);
+        placeBesideCanvas(dialog);
     }
     dialog.exec();
     refreshPictures();
+}
+
+void frmMain::placeBesideCanvas(QDialog& dialog) {
+    dialog.adjustSize();
+    // The frame the window system adds is not known before the dialog shows; the main
+    // window's own frame is a fair guess.
+    const QSize frame = frameGeometry().size() - geometry().size();
+    const QSize size = dialog.size() + frame;
+    const QRect screen = this->screen()->availableGeometry();
+    // To the right of the main window when the screen has room there, else to its
+    // left, else from the canvas's right edge over the legend; on the screen always.
+    const QRect window = frameGeometry();
+    QPoint at(window.right() + 1, window.top());
+    if (at.x() + size.width() - 1 > screen.right()) {
+        at.setX(window.left() - size.width());
+        if (at.x() < screen.left()) {
+            at = picCanvas->mapToGlobal(QPoint(picCanvas->width(), 0));
+        }
+    }
+    at.setX(std::max(screen.left(), std::min(at.x(), screen.right() + 1 - size.width())));
+    at.setY(std::max(screen.top(), std::min(at.y(), screen.bottom() + 1 - size.height())));
+    dialog.move(at);
 }
 
 void frmMain::handle(const std::function<void()>& handler) {
@@ -256,11 +281,33 @@ void frmMain::setBusy(bool busy) {
 }
 
 void frmMain::setStatus(const std::string& text) {
-    lblUpDate->setText(qDisplayText(text));
+    lblUpDate->setFullText(qDisplayText(text));
+    placeLabels();
 }
 void frmMain::setMouseStatus(const std::string& text) {
-    lblMouseXY->setText(qDisplayText(text));
+    lblMouseXY->setFullText(qDisplayText(text));
+    placeLabels();
 }
+
+void frmMain::placeLabels() {
+    // The layout's widths (5000 and 4000 twips, the second label at 5300) are the
+    // least each label gets; a longer text widens its label as far as the window
+    // allows, pushing the mouse read-out to the right, and the rest is cut with "..."
+    // and shown whole as the tooltip.
+    const int client = centralWidget()->width();
+    const int gap = kMouseXYLeft - kUpDateWidth;
+    const int mouseWidth = std::max(kMouseXYWidth, lblMouseXY->textWidth());
+    const int upDateWidth =
+        std::max(kUpDateWidth, std::min(lblUpDate->textWidth(), client - gap - mouseWidth));
+    const int mouseLeft = std::max(kMouseXYLeft, upDateWidth + gap);
+    lblUpDate->setGeometry(0, labelTop_, upDateWidth, labelHeight_);
+    lblMouseXY->setGeometry(mouseLeft, labelTop_,
+                            std::max(kMouseXYWidth, std::min(mouseWidth, client - mouseLeft)),
+                            labelHeight_);
+    // The run notice keeps to the gap between the two labels, wherever it is.
+    lblRunNotice->setGeometry(upDateWidth + 2, labelTop_, gap - 4, labelHeight_);
+}
+
 void frmMain::setTitle(const std::string& text) {
     setWindowTitle(qDisplayText(text));
 }
@@ -294,10 +341,9 @@ void frmMain::Form_Resize() {
     const LayoutBoxes boxes = ComputeLayout(client->height(), client->width(), strip, labelOffset);
     picCanvas->place(QRect(0, 0, boxes.canvasWidth, boxes.canvasHeight));
     picColorBar->place(QRect(boxes.canvasWidth, 0, boxes.colorBarWidth, boxes.canvasHeight));
-    lblUpDate->setGeometry(0, boxes.labelTop, kUpDateWidth, labelHeight);
-    lblMouseXY->setGeometry(kMouseXYLeft, boxes.labelTop, kMouseXYWidth, labelHeight);
-    lblRunNotice->setGeometry(kUpDateWidth + 2, boxes.labelTop, kMouseXYLeft - kUpDateWidth - 4,
-                              labelHeight);
+    labelTop_ = boxes.labelTop;
+    labelHeight_ = labelHeight;
+    placeLabels();
     AfterResize(model_, *this);
     refreshPictures();
 }

@@ -14,6 +14,7 @@
 #include "optimize/History.h"
 #include "ui/Desktop.h"
 #include "ui/forms/CanvasWidget.h"
+#include "ui/forms/StatusLabel.h"
 
 namespace quillane {
 
@@ -57,8 +58,8 @@ class frmMain : public QMainWindow, public Desktop {
     // Controls, named as the program knows them.
     CanvasWidget* picCanvas = nullptr;
     CanvasWidget* picColorBar = nullptr;
-    QLabel* lblUpDate = nullptr;
-    QLabel* lblMouseXY = nullptr;
+    StatusLabel* lblUpDate = nullptr;
+    StatusLabel* lblMouseXY = nullptr;
     QTimer* tmrOpt = nullptr;
 
     QMenu* mnuFile = nullptr;
@@ -107,6 +108,10 @@ class frmMain : public QMainWindow, public Desktop {
 
   private:
     void buildMenus();
+    // The two labels as wide as their texts where the window has room for them.
+    void placeLabels();
+    // The Optimization dialog beside the canvas, so the map stays in view.
+    void placeBesideCanvas(QDialog& dialog);
     // Runs an event handler under the fault guard, then shows what it drew.
     void handle(const std::function<void()>& handler);
     void refreshPictures();
@@ -130,6 +135,8 @@ class frmMain : public QMainWindow, public Desktop {
     MessageHandler messageHandler_;
     SaveFileChooser saveFileChooser_;
     bool busy_ = false;
+    int labelTop_ = 0;
+    int labelHeight_ = 0;
 };
 
 } // namespace quillane
