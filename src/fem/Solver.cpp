@@ -1,11 +1,17 @@
 #include "fem/Solver.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <exception>
+#include <functional>
 #include <initializer_list>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "fem/SweepPlan.h"
 
 namespace quillane {
 
@@ -232,6 +238,243 @@ double checkedStep(double numerator, double denominator, int n, double loadNormS
     return step;
 }
 
+// The iteration of PreconditionedCG on the threads of `pool`, each thread working on
+// its own strips (see SweepPlan.h). Every row's sum is the one the single thread
+// makes; the dot products are made of the products each thread leaves in `w` and
+// added by thread 0 in ascending order, so every bit is the same. The start
+// (residual, first preconditioning, rho) is made before, by the caller.
+class ParallelIteration {
+  public:
+    ParallelIteration(const SweepPlan& plan, int threads, int n, int stride, const Rows& lower,
+                      const Rows& upper, const Rows& factorLower, const Rows& factorUpper,
+                      const double* diagonal, const double* invDiag, double* x, double* r,
+                      double* p, double* z, double* q)
+        : plan_(plan), n_(n), stride_(stride), lower_(lower), upper_(upper),
+          factorLower_(factorLower), factorUpper_(factorUpper), diagonal_(diagonal),
+          invDiag_(invDiag), x_(x), r_(r), p_(p), z_(z), q_(q), barrier_(threads),
+          w_(static_cast<std::size_t>(n) + 1, 0.0),
+          progress_(static_cast<std::size_t>(4 * plan.strips)) {}
+
+    SolverReport run(WorkerPool& pool, int limit, double epsilonSquared, double rho,
+                     double loadNormSquared) {
+        limit_ = limit;
+        epsilonSquared_ = epsilonSquared;
+        rho_ = rho;
+        loadNormSquared_ = loadNormSquared;
+        report_.threads = plan_.strips;
+        pool.run([this](int t) { work(t); });
+        if (fault_) {
+            std::rethrow_exception(fault_);
+        }
+        return report_;
+    }
+
+  private:
+    std::atomic<int>& forwardHead(int t) { return progress_[static_cast<std::size_t>(t)].value; }
+    std::atomic<int>& forwardDone(int t) {
+        return progress_[static_cast<std::size_t>(plan_.strips + t)].value;
+    }
+    std::atomic<int>& backwardHead(int t) {
+        return progress_[static_cast<std::size_t>(2 * plan_.strips + t)].value;
+    }
+    std::atomic<int>& backwardDone(int t) {
+        return progress_[static_cast<std::size_t>(3 * plan_.strips + t)].value;
+    }
+
+    // Thread 0 adds w(1..n) in ascending order.
+    double sum() const {
+        double s = 0.0;
+        for (int i = 1; i <= n_; ++i) {
+            s = s + w_[static_cast<std::size_t>(i)];
+        }
+        return s;
+    }
+
+    // Thread 0's part between two barriers; a fault stops every thread.
+    template <class F> bool decide(int t, F&& f) {
+        if (t == 0) {
+            try {
+                f();
+            } catch (...) {
+                fault_ = std::current_exception();
+                stop_ = true;
+            }
+        }
+        barrier_.wait();
+        return !stop_;
+    }
+
+    template <class F> void forEachOwn(int t, F&& f) {
+        if (t >= plan_.strips) {
+            return;
+        }
+        for (int k = 0; k < plan_.rows; ++k) {
+            const Segment& s = plan_.at(k, t);
+            for (int i = s.begin; i < s.end; ++i) {
+                f(i);
+            }
+        }
+    }
+
+    void forwardEquation(int i) {
+        const std::ptrdiff_t base = static_cast<std::ptrdiff_t>(i) * stride_;
+        const int16* c = factorLower_.column + base;
+        const double* v = factorLower_.value + base;
+        double s = r_[i];
+        for (int k = 1, end = factorLower_.count[i]; k <= end; ++k) {
+            s = s - v[k] * z_[c[k]];
+        }
+        z_[i] = s * invDiag_[i];
+    }
+
+    void backwardEquation(int i) {
+        const std::ptrdiff_t base = static_cast<std::ptrdiff_t>(i) * stride_;
+        const int16* c = factorUpper_.column + base;
+        const double* v = factorUpper_.value + base;
+        double t = 0.0;
+        for (int k = 1, end = factorUpper_.count[i]; k <= end; ++k) {
+            t = t + v[k] * z_[c[k]];
+        }
+        const double zi = z_[i] - t * invDiag_[i];
+        z_[i] = zi;
+        w_[static_cast<std::size_t>(i)] = r_[i] * zi;
+    }
+
+    void forwardSweep(int t) {
+        const int strips = plan_.strips;
+        for (int k = 0; k < plan_.rows; ++k) {
+            if (t > 0) {
+                WaitFor(forwardDone(t - 1), k + 1);
+            }
+            if (t + 1 < strips) {
+                WaitFor(forwardHead(t + 1), k);
+            }
+            const Segment& s = plan_.at(k, t);
+            for (int i = s.begin; i < s.head; ++i) {
+                forwardEquation(i);
+            }
+            forwardHead(t).store(k + 1, std::memory_order_release);
+            for (int i = s.head; i < s.end; ++i) {
+                forwardEquation(i);
+            }
+            forwardDone(t).store(k + 1, std::memory_order_release);
+        }
+    }
+
+    void backwardSweep(int t) {
+        const int strips = plan_.strips;
+        for (int step = 0; step < plan_.rows; ++step) {
+            if (t + 1 < strips) {
+                WaitFor(backwardDone(t + 1), step + 1);
+            }
+            if (t > 0) {
+                WaitFor(backwardHead(t - 1), step);
+            }
+            const Segment& s = plan_.at(plan_.rows - 1 - step, t);
+            for (int i = s.end - 1; i >= s.tail; --i) {
+                backwardEquation(i);
+            }
+            backwardHead(t).store(step + 1, std::memory_order_release);
+            for (int i = s.tail - 1; i >= s.begin; --i) {
+                backwardEquation(i);
+            }
+            backwardDone(t).store(step + 1, std::memory_order_release);
+        }
+    }
+
+    void work(int t) {
+        ClearUpperVectorState();
+        const bool sweeps = t < plan_.strips;
+        for (int iteration = 1; iteration <= limit_; ++iteration) {
+            forEachOwn(t, [&](int i) {
+                const double s = productRow(i, stride_, lower_, diagonal_, upper_, p_);
+                q_[i] = s;
+                w_[static_cast<std::size_t>(i)] = p_[i] * s;
+            });
+            barrier_.wait();
+            if (!decide(t, [&] {
+                    report_.iterations = iteration;
+                    alpha_ = checkedStep(rho_, sum(), n_, loadNormSquared_);
+                })) {
+                return;
+            }
+            const double alpha = alpha_;
+            forEachOwn(t, [&](int i) {
+                x_[i] = x_[i] + alpha * p_[i];
+                const double ri = r_[i] - alpha * q_[i];
+                r_[i] = ri;
+                w_[static_cast<std::size_t>(i)] = ri * ri;
+            });
+            if (sweeps) {
+                for (int k = 0; k < 4; ++k) {
+                    progress_[static_cast<std::size_t>(k * plan_.strips + t)].value.store(
+                        0, std::memory_order_relaxed);
+                }
+            }
+            barrier_.wait();
+            if (!decide(t, [&] {
+                    report_.residualRatio = sum() / loadNormSquared_;
+                    if (!std::isfinite(report_.residualRatio)) {
+                        raiseFloatingPoint("The solver's residual overflowed. The structure may "
+                                           "be unsupported or fall apart into pieces.");
+                    }
+                    if (report_.residualRatio <= epsilonSquared_) {
+                        report_.converged = true;
+                        stop_ = true;
+                    }
+                })) {
+                return;
+            }
+            if (sweeps) {
+                forwardSweep(t);
+            }
+            barrier_.wait();
+            if (sweeps) {
+                backwardSweep(t);
+            }
+            barrier_.wait();
+            if (!decide(t, [&] {
+                    const double rhoNext = sum();
+                    beta_ = checkedStep(rhoNext, rho_, n_, loadNormSquared_);
+                    rho_ = rhoNext;
+                })) {
+                return;
+            }
+            const double beta = beta_;
+            forEachOwn(t, [&](int i) { p_[i] = z_[i] + beta * p_[i]; });
+            barrier_.wait();
+        }
+    }
+
+    const SweepPlan& plan_;
+    int n_;
+    int stride_;
+    Rows lower_;
+    Rows upper_;
+    Rows factorLower_;
+    Rows factorUpper_;
+    const double* diagonal_;
+    const double* invDiag_;
+    double* x_;
+    double* r_;
+    double* p_;
+    double* z_;
+    double* q_;
+    SpinBarrier barrier_;
+    std::vector<double> w_;
+    std::vector<Progress> progress_;
+    int limit_ = 0;
+    double epsilonSquared_ = 0.0;
+    double rho_ = 0.0;
+    double loadNormSquared_ = 0.0;
+    // Written by thread 0 before a barrier, read by all after it.
+    double alpha_ = 0.0;
+    double beta_ = 0.0;
+    bool stop_ = false;
+    std::exception_ptr fault_;
+    SolverReport report_;
+};
+
 } // namespace
 
 void TransposeRows(int16 n, int16 capacity, const Array1<int16>& countIn, Array1<int16>& countOut,
@@ -392,16 +635,19 @@ void ApplyPreconditioner(int16 n, int16 capacity, const Array1<int16>& UpperCoun
     applyPreconditioner(n, stride, lower, upper, FactorInvDiag.data(), r.data(), z.data());
 }
 
-SolverReport PreconditionedCG(int16 n, int16 capacity, Array1<int16>& UpperCount,
-                              Array1<int16>& LowerCount, Array2<int16>& UpperColumn,
-                              Array2<int16>& LowerColumn, Array2<double>& UpperValue,
-                              Array2<double>& LowerValue, Array1<double>& DiagonalValue,
-                              Array1<double>& LoadVector, double tolerance,
-                              Array1<double>& SolutionVector, Array2<double>& FactorUpper,
-                              Array2<double>& FactorLower, Array1<double>& FactorInvDiag,
-                              Array1<double>& ResidualVector, Array1<double>& DirectionVector,
-                              Array1<double>& PrecondVector, Array1<double>& ProductVector,
-                              Array1<int16>& /*TransposeFill*/) {
+namespace {
+
+// PreconditionedCG, its iteration on the threads of `pool` when a plan is given.
+SolverReport preconditionedCG(const SweepPlan* plan, WorkerPool* pool, int16 n, int16 capacity,
+                              Array1<int16>& UpperCount, Array1<int16>& LowerCount,
+                              Array2<int16>& UpperColumn, Array2<int16>& LowerColumn,
+                              Array2<double>& UpperValue, Array2<double>& LowerValue,
+                              Array1<double>& DiagonalValue, Array1<double>& LoadVector,
+                              double tolerance, Array1<double>& SolutionVector,
+                              Array2<double>& FactorUpper, Array2<double>& FactorLower,
+                              Array1<double>& FactorInvDiag, Array1<double>& ResidualVector,
+                              Array1<double>& DirectionVector, Array1<double>& PrecondVector,
+                              Array1<double>& ProductVector, Array1<int16>& /*TransposeFill*/) {
     const int stride = UpperColumn.stride();
     StoreCheck(n, capacity, stride)
         .rows(UpperCount, UpperColumn, true)
@@ -448,6 +694,11 @@ SolverReport PreconditionedCG(int16 n, int16 capacity, Array1<int16>& UpperCount
         loadNormSquared = loadNormSquared + f[i] * f[i];
     }
 
+    if (plan != nullptr) {
+        ParallelIteration parallel(*plan, pool->size(), n, stride, lower, upper, factorLower,
+                                   factorUpper, diagonal, invDiag, x, r, p, z, q);
+        return parallel.run(*pool, limit, epsilonSquared, rho, loadNormSquared);
+    }
     SolverReport report;
     for (int iteration = 1; iteration <= limit; ++iteration) {
         report.iterations = iteration;
@@ -486,6 +737,25 @@ SolverReport PreconditionedCG(int16 n, int16 capacity, Array1<int16>& UpperCount
     return report;
 }
 
+} // namespace
+
+SolverReport PreconditionedCG(int16 n, int16 capacity, Array1<int16>& UpperCount,
+                              Array1<int16>& LowerCount, Array2<int16>& UpperColumn,
+                              Array2<int16>& LowerColumn, Array2<double>& UpperValue,
+                              Array2<double>& LowerValue, Array1<double>& DiagonalValue,
+                              Array1<double>& LoadVector, double tolerance,
+                              Array1<double>& SolutionVector, Array2<double>& FactorUpper,
+                              Array2<double>& FactorLower, Array1<double>& FactorInvDiag,
+                              Array1<double>& ResidualVector, Array1<double>& DirectionVector,
+                              Array1<double>& PrecondVector, Array1<double>& ProductVector,
+                              Array1<int16>& TransposeFill) {
+    return preconditionedCG(nullptr, nullptr, n, capacity, UpperCount, LowerCount, UpperColumn,
+                            LowerColumn, UpperValue, LowerValue, DiagonalValue, LoadVector,
+                            tolerance, SolutionVector, FactorUpper, FactorLower, FactorInvDiag,
+                            ResidualVector, DirectionVector, PrecondVector, ProductVector,
+                            TransposeFill);
+}
+
 SolverReport SolveEquations(int16 n, int16 capacity, Array1<int16>& UpperCount,
                             Array1<int16>& LowerCount, Array2<int16>& UpperColumn,
                             Array2<int16>& LowerColumn, Array2<double>& UpperValue,
@@ -509,11 +779,37 @@ SolverReport SolveEquations(int16 n, int16 capacity, Array1<int16>& UpperCount,
 }
 
 SolverReport SolveEquations(Model& m, double tolerance) {
-    return SolveEquations(m.EquationCount, static_cast<int16>(kRowCapacity), m.UpperCount,
-                          m.LowerCount, m.UpperColumn, m.LowerColumn, m.UpperValue, m.LowerValue,
-                          m.DiagonalValue, m.LoadVector, tolerance, m.SolutionVector, m.FactorUpper,
-                          m.FactorLower, m.FactorInvDiag, m.ResidualVector, m.DirectionVector,
-                          m.PrecondVector, m.ProductVector, m.TransposeFill);
+    const int16 capacity = static_cast<int16>(kRowCapacity);
+    const int threads = m.Threads.count();
+    if (threads < 2 || m.EquationCount < m.Threads.parallelFrom()) {
+        return SolveEquations(m.EquationCount, capacity, m.UpperCount, m.LowerCount, m.UpperColumn,
+                              m.LowerColumn, m.UpperValue, m.LowerValue, m.DiagonalValue,
+                              m.LoadVector, tolerance, m.SolutionVector, m.FactorUpper,
+                              m.FactorLower, m.FactorInvDiag, m.ResidualVector, m.DirectionVector,
+                              m.PrecondVector, m.ProductVector, m.TransposeFill);
+    }
+    const int16 n = m.EquationCount;
+    TransposeRows(n, capacity, m.UpperCount, m.LowerCount, m.UpperColumn, m.LowerColumn,
+                  m.UpperValue, m.LowerValue, m.TransposeFill);
+    IncompleteCholesky(n, capacity, m.LowerCount, m.LowerColumn, m.LowerValue, m.DiagonalValue,
+                       m.FactorLower, m.FactorInvDiag, tolerance);
+    TransposeRows(n, capacity, m.LowerCount, m.UpperCount, m.LowerColumn, m.UpperColumn,
+                  m.FactorLower, m.FactorUpper, m.TransposeFill);
+    // The stores are range-checked by the iteration itself; the plan reads them first,
+    // so check their shape here.
+    const int stride = m.UpperColumn.stride();
+    StoreCheck(n, capacity, stride)
+        .rows(m.UpperCount, m.UpperColumn, true)
+        .rows(m.LowerCount, m.LowerColumn, false);
+    const std::optional<SweepPlan> plan =
+        PlanSweeps(m, std::min(threads, m.CellColumnCount + 1), stride, m.LowerCount.data(),
+                   m.LowerColumn.data(), m.UpperCount.data(), m.UpperColumn.data());
+    WorkerPool* pool = plan ? &m.Threads.pool() : nullptr;
+    return preconditionedCG(plan ? &*plan : nullptr, pool, n, capacity, m.UpperCount, m.LowerCount,
+                            m.UpperColumn, m.LowerColumn, m.UpperValue, m.LowerValue,
+                            m.DiagonalValue, m.LoadVector, tolerance, m.SolutionVector,
+                            m.FactorUpper, m.FactorLower, m.FactorInvDiag, m.ResidualVector,
+                            m.DirectionVector, m.PrecondVector, m.ProductVector, m.TransposeFill);
 }
 
 } // namespace quillane

@@ -22,6 +22,7 @@ struct SolverReport {
     int iterations = 0;         // iterations made (0 when n = 0 never gets that far)
     bool converged = false;     // residual ratio reached tolerance^2 within n + 10 iterations
     double residualRatio = 0.0; // |r|^2 / |f|^2 at return
+    int threads = 1;            // threads the iteration ran on
 };
 
 // Writes the transpose of the row store (countIn, columnIn, valueIn) into

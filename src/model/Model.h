@@ -12,6 +12,7 @@
 #include "model/Array.h"
 #include "model/Int16.h"
 #include "model/RunRecord.h"
+#include "model/WorkerPool.h"
 
 namespace quillane {
 
@@ -117,6 +118,9 @@ struct Model {
     // them and clearing the model keeps them.
     RunRecord Record;
     StopRules Rules;
+    // Threads of the analysis, a setting of the session like the rules; every count
+    // gives the same bits.
+    ThreadSetting Threads;
 
     // Interaction and display state.
     int16 EditMode = 0;
