@@ -220,6 +220,11 @@ int runModel(const RunOptions& options, std::ostream& out, std::ostream& err, st
     }
 
     Model m;
+    if (options.threads) {
+        m.Threads.set(*options.threads);
+    } else if (std::string warning; DefaultThreadCount(&warning), !warning.empty()) {
+        err << "warning: " << warning << '\n';
+    }
     MakeColorTable(m);
     stage = "opening the model";
     // The view is fitted to the canvas of the desktop's first window, as opening the
@@ -525,6 +530,16 @@ const std::vector<OptionRule>& optionRules() {
              o.stopOnUnconverged = true;
              return std::string();
          }},
+        {"--threads", true,
+         [](RunOptions& o, const std::string& value) -> std::string {
+             int threads = 0;
+             if (wholeNumber(value, 1, kMaxThreads, threads)) {
+                 o.threads = threads;
+                 return {};
+             }
+             return "--threads needs a whole number from 1 to " + std::to_string(kMaxThreads) +
+                    ", not '" + value + "'";
+         }},
         {"--chart", true,
          [](RunOptions& o, const std::string& value) -> std::string {
              if (!hasExtension(value, "png") && !hasExtension(value, "svg")) {
@@ -663,7 +678,7 @@ std::string UsageLines() {
            "                        [--stress-target S] [--epsilon E] [--lambda L] [--quiet]\n"
            "                        [--until-steady K] [--min-volume-ratio R] "
            "[--stop-on-unconverged]\n"
-           "                        [--chart FILE]\n"
+           "                        [--chart FILE] [--threads N]\n"
            "       quillane-cli --help | --version\n";
 }
 
@@ -709,6 +724,10 @@ std::string UsageText() {
            "  --chart FILE        draw the convergence chart (volume, largest, mean and\n"
            "                      smallest stress by step; unconverged solves marked) into\n"
            "                      FILE, a PNG or SVG image by its extension (960x600)\n"
+           "  --threads N         threads of the analysis (1 to 64; default QUILLANE_THREADS,\n"
+           "                      else the processor count); every count gives the same\n"
+           "                      results, bit for bit. An invalid QUILLANE_THREADS is\n"
+           "                      ignored with a warning\n"
            "Every output file is written whole or not at all, and checked before any work:\n"
            "its folder must exist, and it must be neither the model nor another output.\n"
            "Exit codes: 0 done, 2 usage error, 3 a file could not be read or written,\n"

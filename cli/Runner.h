@@ -58,6 +58,9 @@ struct RunOptions {
     std::optional<std::string> chartPath;
     int chartWidth = 960;
     int chartHeight = 600;
+    // Threads of the analysis (--threads); QUILLANE_THREADS or the hardware's count
+    // when not given.
+    std::optional<int> threads;
 };
 
 // The runner's drawings need Qt, which its own logic does without: the program passes

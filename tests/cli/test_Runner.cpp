@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -471,6 +472,9 @@ TEST(RunnerUsage, BadArgumentsExitWithTwoBeforeAnyWork) {
         {"run M --chart O", "--chart needs a file name ending in .png or .svg"},
         {"run M --chart chart.jpg", "not 'chart.jpg'"},
         {"run M --chart .svg", "not '.svg'"},
+        {"run M --threads 0", "--threads needs a whole number from 1 to 64, not '0'"},
+        {"run M --threads 65", "not '65'"},
+        {"run M --threads two", "not 'two'"},
     };
     for (const auto& [line, why] : cases) {
         std::vector<std::string> args;
@@ -492,6 +496,20 @@ TEST(RunnerUsage, BadArgumentsExitWithTwoBeforeAnyWork) {
     EXPECT_EQ(help.code, 0);
     EXPECT_NE(help.out.find(kUsage), std::string::npos);
     EXPECT_EQ(run({"--version"}).out, quillane::cli::VersionText() + "\n");
+}
+
+TEST(RunnerThreads, AnInvalidEnvironmentCountIsIgnoredWithAWarning) {
+    ::setenv("QUILLANE_THREADS", "0", 1);
+    const Outcome ignored = run({"run", kTiny, "--quiet"});
+    const Outcome given = run({"run", kTiny, "--quiet", "--threads", "2"});
+    ::unsetenv("QUILLANE_THREADS");
+    EXPECT_EQ(ignored.code, 0);
+    EXPECT_NE(ignored.err.find("warning: QUILLANE_THREADS=\"0\" is not a thread count from 1 to "
+                               "64; it is ignored"),
+              std::string::npos)
+        << ignored.err;
+    EXPECT_EQ(given.code, 0); // --threads wins, so the variable is not read
+    EXPECT_TRUE(given.err.empty()) << given.err;
 }
 
 } // namespace
