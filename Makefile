@@ -1,12 +1,13 @@
 # Quillane: the everyday commands. Each target installs what it needs first.
 BUILD_DIR    ?= build
 SANITIZE_DIR ?= build-sanitize
+TSAN_DIR     ?= build-tsan
 FUZZ_DIR     ?= build-fuzz
 FUZZ_SECONDS ?= 300
 JOBS         ?= $(shell nproc)
 CMAKE_FLAGS  ?=
 
-.PHONY: all deps configure build test run bench sanitize fuzz format format-check tidy package clean
+.PHONY: all deps configure build test run bench sanitize tsan fuzz format format-check tidy package clean
 
 all: build
 
@@ -52,6 +53,15 @@ sanitize: deps
 	cmake --build $(SANITIZE_DIR) -j $(JOBS)
 	ctest --test-dir $(SANITIZE_DIR) --output-on-failure -j $(JOBS)
 
+# The solver's threads under ThreadSanitizer: the analysis and runner tests only, on
+# three threads (more than the cores of a small machine, so waits really interleave).
+tsan: deps
+	cmake -S . -B $(TSAN_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQUILLANE_TSAN=ON \
+	  -DQUILLANE_BUILD_BENCH=OFF -DQUILLANE_BUILD_DESKTOP=OFF $(CMAKE_FLAGS)
+	cmake --build $(TSAN_DIR) -j $(JOBS) --target test_fem test_cli
+	QUILLANE_THREADS=3 TSAN_OPTIONS=halt_on_error=1 ctest --test-dir $(TSAN_DIR) \
+	  --output-on-failure -j $(JOBS) -L 'fem|cli'
+
 # Optional: the model reader under libFuzzer with the sanitizers, for FUZZ_SECONDS,
 # starting from the examples. Needs clang and its runtime (libclang-rt-14-dev); the
 # normal build does not. Findings are left in $(FUZZ_DIR)/findings.
@@ -80,4 +90,4 @@ tidy: build
 	@echo "clang-tidy: no findings"
 
 clean:
-	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) $(FUZZ_DIR)
+	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) $(TSAN_DIR) $(FUZZ_DIR)

@@ -316,6 +316,51 @@ class ParallelIteration {
         }
     }
 
+    // q = K p and w = p q over the rows [from, to), four rows at a time: each row's
+    // sum is a chain of dependent additions, so running four chains side by side
+    // keeps the core busy while every sum keeps its own order.
+    void productRows(int from, int to) {
+        int i = from;
+        for (; i + 4 <= to; i += 4) {
+            double s[4];
+            int lowerEnd = 0;
+            int upperEnd = 0;
+            for (int r = 0; r < 4; ++r) {
+                s[r] = 0.0;
+                lowerEnd = std::max(lowerEnd, static_cast<int>(lower_.count[i + r]));
+                upperEnd = std::max(upperEnd, static_cast<int>(upper_.count[i + r]));
+            }
+            for (int k = 1; k <= lowerEnd; ++k) {
+                for (int r = 0; r < 4; ++r) {
+                    if (k <= lower_.count[i + r]) {
+                        const std::ptrdiff_t at = static_cast<std::ptrdiff_t>(i + r) * stride_ + k;
+                        s[r] = s[r] + lower_.value[at] * p_[lower_.column[at]];
+                    }
+                }
+            }
+            for (int r = 0; r < 4; ++r) {
+                s[r] = s[r] + diagonal_[i + r] * p_[i + r];
+            }
+            for (int k = 1; k <= upperEnd; ++k) {
+                for (int r = 0; r < 4; ++r) {
+                    if (k <= upper_.count[i + r]) {
+                        const std::ptrdiff_t at = static_cast<std::ptrdiff_t>(i + r) * stride_ + k;
+                        s[r] = s[r] + upper_.value[at] * p_[upper_.column[at]];
+                    }
+                }
+            }
+            for (int r = 0; r < 4; ++r) {
+                q_[i + r] = s[r];
+                w_[static_cast<std::size_t>(i + r)] = p_[i + r] * s[r];
+            }
+        }
+        for (; i < to; ++i) {
+            const double s = productRow(i, stride_, lower_, diagonal_, upper_, p_);
+            q_[i] = s;
+            w_[static_cast<std::size_t>(i)] = p_[i] * s;
+        }
+    }
+
     void forwardEquation(int i) {
         const std::ptrdiff_t base = static_cast<std::ptrdiff_t>(i) * stride_;
         const int16* c = factorLower_.column + base;
@@ -340,43 +385,69 @@ class ParallelIteration {
         w_[static_cast<std::size_t>(i)] = r_[i] * zi;
     }
 
+    // The forward sweep of strip t. Only the last node column of a row couples to the
+    // right neighbour's row below, so that wait comes as late as it can.
     void forwardSweep(int t) {
         const int strips = plan_.strips;
+        const auto run = [this](int from, int to) {
+            for (int i = from; i < to; ++i) {
+                forwardEquation(i);
+            }
+        };
         for (int k = 0; k < plan_.rows; ++k) {
             if (t > 0) {
                 WaitFor(forwardDone(t - 1), k + 1);
             }
-            if (t + 1 < strips) {
-                WaitFor(forwardHead(t + 1), k);
-            }
             const Segment& s = plan_.at(k, t);
-            for (int i = s.begin; i < s.head; ++i) {
-                forwardEquation(i);
-            }
-            forwardHead(t).store(k + 1, std::memory_order_release);
-            for (int i = s.head; i < s.end; ++i) {
-                forwardEquation(i);
+            const auto waitRight = [&] {
+                if (t + 1 < strips) {
+                    WaitFor(forwardHead(t + 1), k);
+                }
+            };
+            if (s.head <= s.tail) {
+                run(s.begin, s.head);
+                forwardHead(t).store(k + 1, std::memory_order_release);
+                run(s.head, s.tail);
+                waitRight();
+                run(s.tail, s.end);
+            } else { // one node column: its first is its last
+                waitRight();
+                run(s.begin, s.end);
+                forwardHead(t).store(k + 1, std::memory_order_release);
             }
             forwardDone(t).store(k + 1, std::memory_order_release);
         }
     }
 
+    // The mirror image: rows from the top, each strip from its right end; only the
+    // first node column couples to the left neighbour's row above.
     void backwardSweep(int t) {
         const int strips = plan_.strips;
+        const auto run = [this](int from, int to) {
+            for (int i = to - 1; i >= from; --i) {
+                backwardEquation(i);
+            }
+        };
         for (int step = 0; step < plan_.rows; ++step) {
             if (t + 1 < strips) {
                 WaitFor(backwardDone(t + 1), step + 1);
             }
-            if (t > 0) {
-                WaitFor(backwardHead(t - 1), step);
-            }
             const Segment& s = plan_.at(plan_.rows - 1 - step, t);
-            for (int i = s.end - 1; i >= s.tail; --i) {
-                backwardEquation(i);
-            }
-            backwardHead(t).store(step + 1, std::memory_order_release);
-            for (int i = s.tail - 1; i >= s.begin; --i) {
-                backwardEquation(i);
+            const auto waitLeft = [&] {
+                if (t > 0) {
+                    WaitFor(backwardHead(t - 1), step);
+                }
+            };
+            if (s.head <= s.tail) {
+                run(s.tail, s.end);
+                backwardHead(t).store(step + 1, std::memory_order_release);
+                run(s.head, s.tail);
+                waitLeft();
+                run(s.begin, s.head);
+            } else {
+                waitLeft();
+                run(s.begin, s.end);
+                backwardHead(t).store(step + 1, std::memory_order_release);
             }
             backwardDone(t).store(step + 1, std::memory_order_release);
         }
@@ -386,11 +457,12 @@ class ParallelIteration {
         ClearUpperVectorState();
         const bool sweeps = t < plan_.strips;
         for (int iteration = 1; iteration <= limit_; ++iteration) {
-            forEachOwn(t, [&](int i) {
-                const double s = productRow(i, stride_, lower_, diagonal_, upper_, p_);
-                q_[i] = s;
-                w_[static_cast<std::size_t>(i)] = p_[i] * s;
-            });
+            if (t < plan_.strips) {
+                for (int k = 0; k < plan_.rows; ++k) {
+                    const Segment& s = plan_.at(k, t);
+                    productRows(s.begin, s.end);
+                }
+            }
             barrier_.wait();
             if (!decide(t, [&] {
                     report_.iterations = iteration;

@@ -81,18 +81,24 @@ std::optional<SweepPlan> PlanSweeps(const Model& m, int strips, int stride, cons
         const std::ptrdiff_t base = static_cast<std::ptrdiff_t>(i) * stride;
         for (int slot = 1; slot <= lowerCount[i]; ++slot) {
             const Place& b = place[static_cast<std::size_t>(lowerColumn[base + slot])];
+            // The right neighbour is waited for before the last node column only.
             const bool ready =
-                (b.strip == a.strip && b.row <= a.row) || (b.strip < a.strip && b.row <= a.row) ||
-                (b.strip == a.strip + 1 && (b.row <= a.row - 2 || (b.row == a.row - 1 && b.head)));
+                (b.strip <= a.strip && b.row <= a.row) ||
+                (b.strip == a.strip + 1 &&
+                 (b.row <= a.row - 3 ||
+                  (a.tail && (b.row == a.row - 2 || (b.row == a.row - 1 && b.head)))));
             if (!ready) {
                 return std::nullopt;
             }
         }
         for (int slot = 1; slot <= upperCount[i]; ++slot) {
             const Place& b = place[static_cast<std::size_t>(upperColumn[base + slot])];
+            // The left neighbour is waited for before the first node column only.
             const bool ready =
-                (b.strip == a.strip && b.row >= a.row) || (b.strip > a.strip && b.row >= a.row) ||
-                (b.strip == a.strip - 1 && (b.row >= a.row + 2 || (b.row == a.row + 1 && b.tail)));
+                (b.strip >= a.strip && b.row >= a.row) ||
+                (b.strip == a.strip - 1 &&
+                 (b.row >= a.row + 3 ||
+                  (a.head && (b.row == a.row + 2 || (b.row == a.row + 1 && b.tail)))));
             if (!ready) {
                 return std::nullopt;
             }

@@ -21,10 +21,11 @@ namespace quillane {
 // The largest thread count a setting accepts.
 inline constexpr int kMaxThreads = 64;
 
-// Systems with fewer equations are solved on one thread: below this, handing rows
-// between the cores costs more than the second core gains (measured on the
-// cantilever benchmark, see docs/architecture.md).
-inline constexpr int kParallelFromEquations = 2000;
+// Systems with fewer equations are solved on one thread: on the 2-core machine
+// measured (docs/architecture.md), handing rows between the cores cost more than the
+// second core gained at every size, by 2x at 4 000 equations; only the largest grids
+// are left to the threads, where their share of the work is biggest.
+inline constexpr int kParallelFromEquations = 16384;
 
 class WorkerPool {
   public:
