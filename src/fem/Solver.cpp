@@ -270,16 +270,15 @@ class ParallelIteration {
     }
 
   private:
-    std::atomic<int>& forwardHead(int t) { return progress_[static_cast<std::size_t>(t)].value; }
-    std::atomic<int>& forwardDone(int t) {
-        return progress_[static_cast<std::size_t>(plan_.strips + t)].value;
+    // The four counters of strip t: forward head and row, backward head and row.
+    std::atomic<int>& counter(int which, int t) {
+        const int index = which * plan_.strips + t;
+        return progress_[static_cast<std::size_t>(index)].value;
     }
-    std::atomic<int>& backwardHead(int t) {
-        return progress_[static_cast<std::size_t>(2 * plan_.strips + t)].value;
-    }
-    std::atomic<int>& backwardDone(int t) {
-        return progress_[static_cast<std::size_t>(3 * plan_.strips + t)].value;
-    }
+    std::atomic<int>& forwardHead(int t) { return counter(0, t); }
+    std::atomic<int>& forwardDone(int t) { return counter(1, t); }
+    std::atomic<int>& backwardHead(int t) { return counter(2, t); }
+    std::atomic<int>& backwardDone(int t) { return counter(3, t); }
 
     // Thread 0 adds w(1..n) in ascending order.
     double sum() const {
@@ -351,7 +350,8 @@ class ParallelIteration {
             }
             for (int r = 0; r < 4; ++r) {
                 q_[i + r] = s[r];
-                w_[static_cast<std::size_t>(i + r)] = p_[i + r] * s[r];
+                const int e = i + r;
+                w_[static_cast<std::size_t>(e)] = p_[e] * s[r];
             }
         }
         for (; i < to; ++i) {
@@ -479,8 +479,7 @@ class ParallelIteration {
             });
             if (sweeps) {
                 for (int k = 0; k < 4; ++k) {
-                    progress_[static_cast<std::size_t>(k * plan_.strips + t)].value.store(
-                        0, std::memory_order_relaxed);
+                    counter(k, t).store(0, std::memory_order_relaxed);
                 }
             }
             barrier_.wait();
