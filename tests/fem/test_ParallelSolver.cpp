@@ -118,3 +118,47 @@ TEST(ParallelSolver, EveryThreadCountGivesTheLiteralMethodsBits) {
         }
     }
 }
+
+TEST(ParallelSolver, ACouplingBeyondTheNeighbouringRowsFallsBackToOneThread) {
+    // In the forward sweep a strip waits for the right neighbour's row below only
+    // before its last node column. A store that couples the lower right corner to a
+    // node near the left end of the row above (in the left strip) reaches where the
+    // pipeline does not wait: it must be solved on one thread, and right.
+    Model m = makeCantilever(6, 10, 10.0f);
+    m.Threads.set(2);
+    m.Threads.setParallelFrom(0);
+    AssembleSystem(m);
+    const int n = m.EquationCount;
+    const int i = m.DofNumber(nodeAt(m, 1, 11), 2);
+    const int j = m.DofNumber(nodeAt(m, 2, 2), 1);
+    ASSERT_LT(i, j);
+    const int count = m.UpperCount(i) + 1;
+    ASSERT_LE(count, kRowCapacity);
+    int slot = count; // the new column in its ascending place
+    for (; slot > 1 && m.UpperColumn(slot - 1, i) > j; --slot) {
+        m.UpperColumn(slot, i) = m.UpperColumn(slot - 1, i);
+        m.UpperValue(slot, i) = m.UpperValue(slot - 1, i);
+    }
+    m.UpperCount(i) = static_cast<int16>(count);
+    m.UpperColumn(slot, i) = static_cast<int16>(j);
+    m.UpperValue(slot, i) = -1.0;
+    const std::size_t slots = reference::CompressedStore::slot(0, n + 1);
+    ASSERT_EQ(m.UpperColumn.stride(), kRowCapacity + 1);
+    const reference::CompressedStore store{
+        n, std::vector<int16>(m.UpperCount.data(), m.UpperCount.data() + n + 1),
+        std::vector<int16>(m.UpperColumn.data(), m.UpperColumn.data() + slots),
+        std::vector<double>(m.UpperValue.data(), m.UpperValue.data() + slots),
+        std::vector<double>(m.DiagonalValue.data(), m.DiagonalValue.data() + n + 1)};
+    const reference::LiteralSolution expected = reference::solveLiteral(
+        store, std::vector<double>(m.LoadVector.data(), m.LoadVector.data() + n + 1),
+        kSolverTolerance);
+    const SolverReport report = SolveEquations(m, kSolverTolerance);
+    EXPECT_EQ(report.threads, 1);
+    EXPECT_EQ(report.iterations, expected.iterations);
+    EXPECT_EQ(bits(report.residualRatio), bits(expected.residualRatio));
+    int differing = 0;
+    for (int e = 1; e <= n; ++e) {
+        differing += bits(m.SolutionVector(e)) != bits(expected.x[e]);
+    }
+    EXPECT_EQ(differing, 0);
+}
