@@ -18,9 +18,8 @@ bool sameBits(const void* kept, const void* now, std::size_t bytes) {
     return bytes == 0 || std::memcmp(kept, now, bytes) == 0;
 }
 
-// Compares the assembled system with the last one solved, and from the first
-// difference on copies it over the kept one: one pass over the system either way.
-// True when all of it is the same; the kept solve stays valid only then.
+} // namespace
+
 bool MatchLastSystem(Model& m) {
     SolvedSystem& s = m.LastSolve;
     const int n = m.EquationCount;
@@ -45,7 +44,6 @@ bool MatchLastSystem(Model& m) {
     m.DiagonalValue.requireRange(1, n);
     m.LoadVector.requireRange(1, n);
     const int16* count = m.UpperCount.data() + (1 - m.UpperCount.lo());
-    const int stride = m.UpperColumn.stride();
     const std::size_t bytes = static_cast<std::size_t>(n) * sizeof(double);
 
     std::size_t packed = 0;
@@ -83,6 +81,8 @@ bool MatchLastSystem(Model& m) {
     s.valid = same;
     return same;
 }
+
+namespace {
 
 // The kept solve's solution and report, as solving the same system again gives them.
 SolverReport ReuseLastSolve(Model& m) {

@@ -21,6 +21,12 @@ struct AnalysisReport {
 // the solver's start vector).
 void AssembleSystem(Model& m);
 
+// Compares the assembled system (EquationCount, the counts, columns and values of
+// the upper store, the diagonal and the loads) with the last one solved, bit for
+// bit, and from the first difference on copies it over the kept one: one pass
+// either way. True when all of it is the same; the kept solve stays valid only then.
+bool MatchLastSystem(Model& m);
+
 // The chain shared by the stress analysis and every optimization step: from the
 // element stiffness to the stresses and the volume of the present layout. Uses the
 // node activity of the last MarkActiveNodes. With ReuseSolves on, a system equal bit
