@@ -4,26 +4,18 @@
 #include <benchmark/benchmark.h>
 
 #include "AllocationCounter.h"
+#include "BenchModels.h"
 #include "fem/Assembly.h"
 #include "fem/ElementStiffness.h"
 #include "fem/Mesh.h"
 #include "optimize/Optimization.h"
 #include "support/DenseReference.h"
-#include "support/ModelBuilders.h"
 
 using namespace quillane;
 
 namespace {
 
-constexpr float kCellSize = 10.0f;
-
-// Left edge clamped, a downward point load at the middle of the right edge.
-Model cantilever(int columns, int rows) {
-    Model m = support::makePlate(rows, columns, kCellSize);
-    support::fixLeftEdge(m);
-    support::loadNode(m, support::nodeAt(m, rows / 2 + 1, columns + 1), 0.0, -1000.0);
-    return m;
-}
+using bench::cantilever;
 
 void BM_StressAnalysis(benchmark::State& state) {
     Model m = cantilever(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
