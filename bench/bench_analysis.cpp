@@ -78,3 +78,24 @@ BENCHMARK(BM_AssembleCompressDense)
     ->Unit(benchmark::kMillisecond);
 
 } // namespace
+
+// What deciding on reuse costs beside a solve: the bit-for-bit comparison of the
+// assembled 127 x 127 system with the kept one, when it matches to the end (the
+// longest comparison), and when it differs in its first equation (then the whole
+// system is copied over the kept one).
+void BM_MatchLastSystem(benchmark::State& state) {
+    Model m = cantilever(127, 127);
+    RunStressAnalysis(m);
+    AssembleSystem(m);
+    const bool differ = state.range(0) != 0;
+    const double first = m.DiagonalValue(1);
+    for (auto _ : state) {
+        if (differ) {
+            m.LastSolve.valid = true; // as if solved; the copy has made the new one kept
+            m.UpperValue(1, 1) = m.UpperValue(1, 1) == first ? -first : first;
+        }
+        benchmark::DoNotOptimize(MatchLastSystem(m));
+    }
+    state.counters["equations"] = m.EquationCount;
+}
+BENCHMARK(BM_MatchLastSystem)->Arg(0)->Arg(1)->ArgName("differs")->Unit(benchmark::kMillisecond);

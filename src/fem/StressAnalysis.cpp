@@ -25,17 +25,8 @@ bool MatchLastSystem(Model& m) {
     const int n = m.EquationCount;
     bool same = s.valid && s.equations == n;
     s.valid = false;
-    if (!same) {
-        const auto size = static_cast<std::size_t>(n < 0 ? 0 : n);
-        s.equations = static_cast<int16>(n);
-        s.count.resize(size);
-        s.column.resize(size * kRowCapacity);
-        s.value.resize(size * kRowCapacity);
-        s.diagonal.resize(size);
-        s.load.resize(size);
-        s.solution.resize(size);
-    }
     if (n <= 0) {
+        s.equations = 0;
         return false; // nothing solves: the solver says why
     }
     m.UpperCount.requireRange(1, n);
@@ -44,15 +35,32 @@ bool MatchLastSystem(Model& m) {
     m.DiagonalValue.requireRange(1, n);
     m.LoadVector.requireRange(1, n);
     const int16* count = m.UpperCount.data() + (1 - m.UpperCount.lo());
-    const std::size_t bytes = static_cast<std::size_t>(n) * sizeof(double);
+    const auto size = static_cast<std::size_t>(n);
 
-    std::size_t packed = 0;
+    // The kept store is packed to the couplings there are, no room for empty slots.
+    std::size_t couplings = 0;
     for (int p = 1; p <= n; ++p) {
         const int c = count[p - 1];
         if (c < 0 || c > kRowCapacity) {
             raiseSubscript("Equation " + std::to_string(p) + " has " + std::to_string(c) +
                            " couplings, outside 0 to 9.");
         }
+        couplings += static_cast<std::size_t>(c);
+    }
+    same = same && s.column.size() == couplings;
+    if (!same) {
+        s.equations = static_cast<int16>(n);
+        s.count.resize(size);
+        s.column.resize(couplings);
+        s.value.resize(couplings);
+        s.diagonal.resize(size);
+        s.load.resize(size);
+        s.solution.resize(size);
+    }
+
+    std::size_t packed = 0;
+    for (int p = 1; p <= n; ++p) {
+        const int c = count[p - 1];
         const int16* column = m.UpperColumn.column(p) + 1;
         const double* value = m.UpperValue.column(p) + 1;
         const auto slots = static_cast<std::size_t>(c);
@@ -68,6 +76,7 @@ bool MatchLastSystem(Model& m) {
         }
         packed += slots;
     }
+    const std::size_t bytes = size * sizeof(double);
     const double* diagonal = m.DiagonalValue.data() + (1 - m.DiagonalValue.lo());
     const double* load = m.LoadVector.data() + (1 - m.LoadVector.lo());
     if (!sameBits(s.diagonal.data(), diagonal, bytes)) {
