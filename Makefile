@@ -41,7 +41,9 @@ package: build
 	cd $(BUILD_DIR) && cpack
 	@echo "Package: $$(ls -t $(BUILD_DIR)/quillane_*.deb | head -n 1)"
 
+# Built only when Google Benchmark and CHOLMOD are found (bench/CMakeLists.txt).
 bench: build
+	@test -x $(BUILD_DIR)/bin/quillane-bench || { echo "The benchmarks need Google Benchmark and CHOLMOD (libbenchmark-dev, libsuitesparse-dev)"; exit 1; }
 	$(BUILD_DIR)/bin/quillane-bench --benchmark_counters_tabular=true
 
 # The tests once more, built with AddressSanitizer and UndefinedBehaviorSanitizer.

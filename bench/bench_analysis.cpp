@@ -4,26 +4,18 @@
 #include <benchmark/benchmark.h>
 
 #include "AllocationCounter.h"
+#include "BenchModels.h"
 #include "fem/Assembly.h"
 #include "fem/ElementStiffness.h"
 #include "fem/Mesh.h"
 #include "optimize/Optimization.h"
 #include "support/DenseReference.h"
-#include "support/ModelBuilders.h"
 
 using namespace quillane;
 
 namespace {
 
-constexpr float kCellSize = 10.0f;
-
-// Left edge clamped, a downward point load at the middle of the right edge.
-Model cantilever(int columns, int rows) {
-    Model m = support::makePlate(rows, columns, kCellSize);
-    support::fixLeftEdge(m);
-    support::loadNode(m, support::nodeAt(m, rows / 2 + 1, columns + 1), 0.0, -1000.0);
-    return m;
-}
+using bench::cantilever;
 
 void BM_StressAnalysis(benchmark::State& state) {
     Model m = cantilever(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
@@ -86,3 +78,24 @@ BENCHMARK(BM_AssembleCompressDense)
     ->Unit(benchmark::kMillisecond);
 
 } // namespace
+
+// What deciding on reuse costs beside a solve: the bit-for-bit comparison of the
+// assembled 127 x 127 system with the kept one, when it matches to the end (the
+// longest comparison), and when it differs in its first equation (then the whole
+// system is copied over the kept one).
+void BM_MatchLastSystem(benchmark::State& state) {
+    Model m = cantilever(127, 127);
+    RunStressAnalysis(m);
+    AssembleSystem(m);
+    const bool differ = state.range(0) != 0;
+    const double first = m.DiagonalValue(1);
+    for (auto _ : state) {
+        if (differ) {
+            m.LastSolve.valid = true; // as if solved; the copy has made the new one kept
+            m.UpperValue(1, 1) = m.UpperValue(1, 1) == first ? -first : first;
+        }
+        benchmark::DoNotOptimize(MatchLastSystem(m));
+    }
+    state.counters["equations"] = m.EquationCount;
+}
+BENCHMARK(BM_MatchLastSystem)->Arg(0)->Arg(1)->ArgName("differs")->Unit(benchmark::kMillisecond);

@@ -171,11 +171,12 @@ std::string outputProblem(const RunOptions& options) {
     return {};
 }
 
-// The closing line: "final  volume=6.92E+04 steps=300 unconverged=0 stopped=steps
-// Stress Target = ...".
+// The closing line: "final  volume=6.92E+04 steps=300 unconverged=0 reused=12
+// stopped=steps  Stress Target = ...".
 struct Summary {
     int steps = 0;       // steps run
     int unconverged = 0; // solves (analysis and steps) that stopped without converging
+    int reused = 0;      // steps whose system was the last one solved, so none ran
     std::optional<StopReason> stopped; // the rule that ended the steps, if one did
 };
 
@@ -206,8 +207,9 @@ std::string stoppedFields(const Summary& summary) {
 std::string finalLine(const Model& m, const Summary& summary) {
     return "final  volume=" + formatScientific(m.Volume) +
            " steps=" + std::to_string(summary.steps) +
-           " unconverged=" + std::to_string(summary.unconverged) + " " + stoppedFields(summary) +
-           "  " + ParameterStatusText(m);
+           " unconverged=" + std::to_string(summary.unconverged) +
+           " reused=" + std::to_string(summary.reused) + " " + stoppedFields(summary) + "  " +
+           ParameterStatusText(m);
 }
 
 // Everything after the options are known. `stage` always names the work in hand, so
@@ -263,6 +265,7 @@ int runModel(const RunOptions& options, std::ostream& out, std::ostream& err, st
     m.Rules.volume = options.minVolumeRatio.has_value();
     m.Rules.volumeRatio = options.minVolumeRatio.value_or(m.Rules.volumeRatio);
     m.Rules.unconverged = options.stopOnUnconverged;
+    m.ReuseSolves = !options.noReuse;
 
     Summary summary;
     stage = "the analysis";
@@ -291,6 +294,7 @@ int runModel(const RunOptions& options, std::ostream& out, std::ostream& err, st
             ++summary.steps;
             warnIfNotConverged(step.analysis, label, err);
             summary.unconverged += step.analysis.solver.converged ? 0 : 1;
+            summary.reused += step.analysis.reused ? 1 : 0;
             if (!options.quiet) {
                 out << label << "  " << resultFields(m, step.analysis) << '\n';
             }
@@ -540,6 +544,11 @@ const std::vector<OptionRule>& optionRules() {
              return "--threads needs a whole number from 1 to " + std::to_string(kMaxThreads) +
                     ", not '" + value + "'";
          }},
+        {"--no-reuse", false,
+         [](RunOptions& o, const std::string&) {
+             o.noReuse = true;
+             return std::string();
+         }},
         {"--chart", true,
          [](RunOptions& o, const std::string& value) -> std::string {
              if (!hasExtension(value, "png") && !hasExtension(value, "svg")) {
@@ -678,7 +687,7 @@ std::string UsageLines() {
            "                        [--stress-target S] [--epsilon E] [--lambda L] [--quiet]\n"
            "                        [--until-steady K] [--min-volume-ratio R] "
            "[--stop-on-unconverged]\n"
-           "                        [--chart FILE] [--threads N]\n"
+           "                        [--chart FILE] [--threads N] [--no-reuse]\n"
            "       quillane-cli --help | --version\n";
 }
 
@@ -687,9 +696,10 @@ std::string UsageText() {
            "\n"
            "Opens MODEL, runs the stress analysis and N optimization steps (0 to 32767,\n"
            "default 0). The last line sums up: the volume, the steps run, how many solves\n"
-           "stopped without converging (unconverged=N), why the steps ended (stopped=steps,\n"
-           "or stopped=steady, stopped=volume or stopped=unconverged with at=STEP, the step\n"
-           "after which the rule fired), then the parameters.\n"
+           "stopped without converging (unconverged=N), the steps whose system was bit for bit\n"
+           "the last one solved and took its solution (reused=N), why the steps ended\n"
+           "(stopped=steps, or stopped=steady, stopped=volume or stopped=unconverged with\n"
+           "at=STEP, the step after which the rule fired), then the parameters.\n"
            "  --history FILE      record the history (header, the analysed state, one line a "
            "step);\n"
            "                      written beside FILE, which it replaces when the steps end\n"
@@ -728,6 +738,8 @@ std::string UsageText() {
            "                      else the processor count); every count gives the same\n"
            "                      results, bit for bit. An invalid QUILLANE_THREADS is\n"
            "                      ignored with a warning\n"
+           "  --no-reuse          solve every step, also one whose system is the last one\n"
+           "                      solved (the results are the same; for comparing speed)\n"
            "Every output file is written whole or not at all, and checked before any work:\n"
            "its folder must exist, and it must be neither the model nor another output.\n"
            "Exit codes: 0 done, 2 usage error, 3 a file could not be read or written,\n"

@@ -54,6 +54,8 @@ struct RunOptions {
     std::optional<int> untilSteady;       // no cell changed for this many steps
     std::optional<double> minVolumeRatio; // of the analysis's volume, 0 < R < 1
     bool stopOnUnconverged = false;
+    // Solve every step, also one whose system is the last one solved (--no-reuse).
+    bool noReuse = false;
     // The convergence chart of the run (.png or .svg), drawn after the last step.
     std::optional<std::string> chartPath;
     int chartWidth = 960;

@@ -13,6 +13,7 @@ inline constexpr double kSolverTolerance = 1.0E-6;
 
 struct AnalysisReport {
     SolverReport solver;
+    bool reused = false; // the system was the last one solved, bit for bit: no solve ran
 };
 
 // The stages before the solver: element stiffness, equation numbering, assembly
@@ -20,9 +21,18 @@ struct AnalysisReport {
 // the solver's start vector).
 void AssembleSystem(Model& m);
 
+// Compares the assembled system (EquationCount, the counts, columns and values of
+// the upper store, the diagonal and the loads) with the last one solved, bit for
+// bit, and from the first difference on copies it over the kept one: one pass
+// either way. True when all of it is the same; the kept solve stays valid only then.
+bool MatchLastSystem(Model& m);
+
 // The chain shared by the stress analysis and every optimization step: from the
 // element stiffness to the stresses and the volume of the present layout. Uses the
-// node activity of the last MarkActiveNodes.
+// node activity of the last MarkActiveNodes. With ReuseSolves on, a system equal bit
+// for bit to the last one solved (m.LastSolve: counts, columns and values of the upper
+// store, diagonal, loads and equation count) takes that solve's solution and report
+// instead of solving again; every other one is solved and kept for the next.
 AnalysisReport AnalyseLayout(Model& m);
 
 } // namespace quillane

@@ -47,6 +47,10 @@ void SizeEquationArrays(Model& m) {
     m.TransposeFill.redim(0, n);
 }
 
+void ForgetLastSolve(Model& m) {
+    m.LastSolve.valid = false;
+}
+
 void ClearGeometry(Model& m) {
     m.DomainDefined = 0;
     m.DomainX1 = 0.0f;
@@ -85,6 +89,7 @@ void ClearGeometry(Model& m) {
     m.AvgStress = 0.0;
     m.Volume = 0.0;
     m.Record.Clear();
+    ForgetLastSolve(m);
 
     m.ClickCount = 0;
     m.FirstCornerColumn = 0;

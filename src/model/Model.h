@@ -8,6 +8,7 @@
 
 #include <array>
 #include <string>
+#include <vector>
 
 #include "model/Array.h"
 #include "model/Int16.h"
@@ -37,6 +38,26 @@ struct AssembledStiffness {
     Array2<int16> Column{"StiffnessMatrix column"};
     Array2<double> Value{"StiffnessMatrix value"};
     Array1<double> Diagonal{"StiffnessMatrix diagonal"};
+};
+
+// The last system solved and its solution. The iteration starts from zero and runs in
+// a fixed order, so a system equal to this one to the last bit would repeat every
+// operation: its solution and the solver's report are these.
+struct SolvedSystem {
+    bool valid = false; // a whole solve of `equations` equations is kept
+    int16 equations = 0;
+    // The upper store packed row after row: each equation's count (index p - 1), then
+    // the columns and values of its slots 1..count.
+    std::vector<int16> count;
+    std::vector<int16> column;
+    std::vector<double> value;
+    // Equations 1..n at index p - 1.
+    std::vector<double> diagonal;
+    std::vector<double> load;
+    std::vector<double> solution;
+    int iterations = 0;
+    bool converged = false;
+    double residualRatio = 0.0;
 };
 
 struct Model {
@@ -104,6 +125,10 @@ struct Model {
     Array1<double> PrecondVector{"PrecondVector"};
     Array1<double> ProductVector{"ProductVector"};
     Array1<int16> TransposeFill{"TransposeFill"};
+    // Reusing the last solve for a system equal to it bit for bit: on unless the
+    // runner is told otherwise (a setting of the session, kept by clearing).
+    bool ReuseSolves = true;
+    SolvedSystem LastSolve;
 
     // Results.
     Array2<double> NodeDisp{"NodeDisp"};
@@ -162,11 +187,14 @@ void SizeGridArrays(Model& m);
 // of the solver (slots 0..kRowCapacity by equations 0..EquationCount).
 void SizeEquationArrays(Model& m);
 
+// Forgets the last solve, so the next analysis solves afresh.
+void ForgetLastSolve(Model& m);
+
 // Empties the geometry: no domain (DomainDefined = 0, the rectangle at 0), no cells,
 // nodes, elements or equations, every grid and equation array emptied, the results
-// at 0, the run record emptied and no rectangle half-way through its two clicks.
-// Material, parameters, the stop rules, the view, the entered load and the colour
-// table stay.
+// at 0, the run record emptied, the last solve forgotten and no rectangle half-way
+// through its two clicks. Material, parameters, the stop rules, the view, the entered load and the
+// colour table stay.
 void ClearGeometry(Model& m);
 
 } // namespace quillane

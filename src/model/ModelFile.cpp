@@ -499,6 +499,8 @@ void OpenModel(Model& m, const std::string& path, CanvasSize canvas,
     FitView(file, canvas.width, canvas.height);
 
     takeRecords(m, file);
+    // A solve of the model before is not this model's.
+    ForgetLastSolve(m);
     m.ModelFilePath = path;
     m.DomainDefined = -1;
     if (m.HistoryRecording != 0) {

@@ -27,9 +27,11 @@ RunRecordEntry recordEntry(const Model& m, const AnalysisReport& report) {
 
 AnalysisReport RunStressAnalysis(Model& m, const std::function<void()>& stressesKnown) {
     // A stress analysis starts the optimization's step count afresh, and with it
-    // the run record.
+    // the run record,
     m.StepCount = 0;
     m.Record.Clear();
+    // and solves afresh: no step before it lends its solve.
+    ForgetLastSolve(m);
     const AnalysisReport report = AnalyseLayout(m);
     // Entered before the potentials start: optimization is offered from here on even
     // if starting them fails, and the volume rule measures against this entry.

@@ -13,12 +13,11 @@
 namespace quillane {
 
 // The stress analysis command's computation (mnuStressAnalysis_Click without its
-// drawing): StepCount = 0, the run record emptied, AnalyseLayout and its entry in
-// the record, then the potentials of all occupied cells start saturated
-// (InitPotential). `stressesKnown` runs between the two, once the
-// stresses are evaluated (the desktop offers optimization and recording from then on,
-// even if starting the potentials then fails). Drawing the map and the status caption
-// are the caller's.
+// drawing): StepCount = 0, the run record emptied, the last solve forgotten, AnalyseLayout and its
+// entry in the record, then the potentials of all occupied cells start saturated (InitPotential).
+// `stressesKnown` runs between the two, once the stresses are evaluated (the desktop offers
+// optimization and recording from then on, even if starting the potentials then fails). Drawing the
+// map and the status caption are the caller's.
 AnalysisReport RunStressAnalysis(Model& m, const std::function<void()>& stressesKnown = {});
 
 struct StepReport {

@@ -281,8 +281,10 @@ TEST_F(RunnerTest, StopRulesEndTheRunEarlyAndItsOutputsAreOfThatStep) {
     const auto final = [&](const Outcome& o) { return lines(o).at(lines(o).size() - 2); };
 
     // Without a rule the steps run out.
-    EXPECT_NE(final(run({"run", kTiny, "--steps", "2"})).find(" unconverged=0 stopped=steps  "),
-              std::string::npos);
+    // The second step's layout is the first's: its solve is that one's.
+    EXPECT_NE(
+        final(run({"run", kTiny, "--steps", "2"})).find(" unconverged=0 reused=1 stopped=steps  "),
+        std::string::npos);
 
     // The tiny plate falls apart: the first step whose solve is warned about ends it.
     const Outcome apart = run({"run", kTiny, "--steps", "10"});
@@ -301,7 +303,8 @@ TEST_F(RunnerTest, StopRulesEndTheRunEarlyAndItsOutputsAreOfThatStep) {
     const int steps = std::stoi(step) + 1;
     EXPECT_EQ(lines(o).size(), static_cast<std::size_t>(steps) + 3); // analysis, steps, final
     EXPECT_NE(final(o).find(" steps=" + std::to_string(steps) +
-                            " unconverged=1 stopped=unconverged at=" + step + "  Stress Target"),
+                            " unconverged=1 reused=1 stopped=unconverged at=" + step +
+                            "  Stress Target"),
               std::string::npos)
         << final(o);
     // Every output is of that step: the history's last record, the cells and the model.
@@ -324,10 +327,24 @@ TEST_F(RunnerTest, StopRulesEndTheRunEarlyAndItsOutputsAreOfThatStep) {
     EXPECT_NE(final(run({"run", kTiny, "--steps", "9", "--min-volume-ratio", "0.99"}))
                   .find(" stopped=volume at=1  "), // 1500 of 1800 mm³
               std::string::npos);
+    // The steps without a change reuse the solve before them; without reuse every
+    // step solves, to the same results.
     const std::string mbb = kExamples + "/mbb.model";
-    EXPECT_NE(final(run({"run", mbb, "--steps", "1000", "--until-steady", "10"}))
-                  .find(" steps=42 unconverged=0 stopped=steady at=41  "),
-              std::string::npos);
+    std::vector<std::string> outputs;
+    for (const auto& [reuse, fields] :
+         {std::pair{"", " steps=42 unconverged=0 reused=16 stopped=steady at=41  "},
+          {"--no-reuse", " steps=42 unconverged=0 reused=0 stopped=steady at=41  "}}) {
+        std::vector<std::string> args = {
+            "run", mbb,         "--steps",     "1000",    "--until-steady",
+            "10",  "--history", path("h.tmp"), "--cells", path("c.csv")};
+        if (*reuse != '\0') {
+            args.emplace_back(reuse);
+        }
+        const Outcome steady = run(args);
+        EXPECT_NE(final(steady).find(fields), std::string::npos) << final(steady);
+        outputs.push_back(readFile(path("h.tmp")) + readFile(path("c.csv")));
+    }
+    EXPECT_EQ(outputs[0], outputs[1]);
     quillane::cli::RunOptions options;
     options.chartPath = "c.svg";
     EXPECT_EQ(quillane::cli::OutputPaths(options), std::vector<std::string>{"c.svg"});
