@@ -42,6 +42,7 @@ package: build
 
 bench: build
 	$(BUILD_DIR)/bin/quillane-bench --benchmark_counters_tabular=true
+	$(BUILD_DIR)/bin/quillane-bench-window
 
 # The tests once more, built with AddressSanitizer and UndefinedBehaviorSanitizer.
 # The Qt widgets are left out: their tests exercise the toolkit more than our
