@@ -3,7 +3,9 @@
 // offscreen platform, and the same steps with the engine alone. Prints the steps per
 // second of each and their ratio, the median of several rounds taken in turn.
 //
-//   quillane-bench-window [STEPS] [ROUNDS]     (default 300 steps, 5 rounds)
+//   quillane-bench-window [STEPS] [ROUNDS] [GRAB.png]   (default 300 steps, 5 rounds)
+//
+// GRAB.png receives the window as it shows the last step, to compare builds.
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -18,6 +20,7 @@
 #include "model/ModelFile.h"
 #include "optimize/Optimization.h"
 #include "ui/Commands.h"
+#include "ui/forms/VectorState.h"
 #include "ui/forms/frmMain.h"
 
 using namespace quillane;
@@ -50,6 +53,8 @@ Round engineRound(int steps, CanvasSize canvas) {
     // What the window's drawing of the opened model does first.
     MarkActiveNodes(m);
     RunStressAnalysis(m);
+    // As in a program of its own: no vector state left behind by the window's drawing.
+    CleanVectorState();
     QElapsedTimer clock;
     clock.start();
     for (int k = 0; k < steps; ++k) {
@@ -108,7 +113,7 @@ int main(int argc, char** argv) {
     const int steps = argc > 1 ? std::atoi(argv[1]) : 300;
     const int rounds = argc > 2 ? std::atoi(argv[2]) : 5;
     if (steps < 1 || steps > 32000 || rounds < 1) {
-        std::fprintf(stderr, "usage: quillane-bench-window [STEPS] [ROUNDS]\n");
+        std::fprintf(stderr, "usage: quillane-bench-window [STEPS] [ROUNDS] [GRAB.png]\n");
         return 2;
     }
 
@@ -145,5 +150,9 @@ int main(int argc, char** argv) {
     std::printf("  window / engine     %8.1f %%   (target at least 90 %%)\n",
                 100.0 * median(ratios));
     std::printf("  same layout as the engine: %s\n", same ? "yes" : "NO");
+    if (argc > 3) {
+        QApplication::processEvents();
+        window.grab().save(QString::fromLocal8Bit(argv[3]));
+    }
     return same ? 0 : 1;
 }
