@@ -142,9 +142,9 @@ int main(int argc, char** argv) {
         std::printf("round %d: engine %.1f steps/s, window %.1f steps/s, window/engine %.1f %%\n",
                     r + 1, engineRates.back(), windowRates.back(), 100.0 * ratios.back());
     }
-    std::printf("%s, %d steps, %d rounds (medians; window %dx%d, offscreen platform)\n",
-                kModel.c_str(), steps, rounds, window.picCanvas->width(),
-                window.picCanvas->height());
+    std::printf("%s, %d steps, %d rounds (medians; canvas %dx%d, %s platform)\n", kModel.c_str(),
+                steps, rounds, window.picCanvas->width(), window.picCanvas->height(),
+                qPrintable(QGuiApplication::platformName()));
     std::printf("  engine alone        %8.1f steps/s\n", median(engineRates));
     std::printf("  automatic in window %8.1f steps/s\n", median(windowRates));
     std::printf("  window / engine     %8.1f %%   (target at least 90 %%)\n",
