@@ -45,6 +45,7 @@ package: build
 bench: build
 	@test -x $(BUILD_DIR)/bin/quillane-bench || { echo "The benchmarks need Google Benchmark and CHOLMOD (libbenchmark-dev, libsuitesparse-dev)"; exit 1; }
 	$(BUILD_DIR)/bin/quillane-bench --benchmark_counters_tabular=true
+	$(BUILD_DIR)/bin/quillane-bench-window
 
 # The tests once more, built with AddressSanitizer and UndefinedBehaviorSanitizer.
 # The Qt widgets are left out: their tests exercise the toolkit more than our

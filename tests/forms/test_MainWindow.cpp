@@ -6,6 +6,12 @@
 #include <QtWidgets>
 #include <cmath>
 
+#include "display/Canvas.h"
+#include "display/ResultMaps.h"
+#include "display/qt/ImageSurface.h"
+#include "fem/Mesh.h"
+#include "model/ModelFile.h"
+#include "optimize/Optimization.h"
 #include "ui/Commands.h"
 #include "ui/Editing.h"
 #include "ui/Window.h"
@@ -249,6 +255,100 @@ TEST_F(MainWindowTest, ExitAndClosingTheWindowCloseTheHistory) {
         EXPECT_EQ(m.HistoryRecording, 0) << way;
         window.show();
     }
+}
+
+} // namespace
+} // namespace quillane
+
+namespace quillane {
+namespace {
+
+// The picture box's image against the same drawing painted primitive by primitive on
+// a fresh image: what the window shows is never a stale or cached-wrong picture.
+void expectFreshPicture(CanvasWidget& box, const char* when) {
+    ImageSurface fresh(box.surface().size());
+    fresh.setFont(box.surface().font());
+    Replay(box.surface().ops(), fresh);
+    EXPECT_EQ(box.surface().image(), fresh.image()) << when;
+}
+
+Rgb rgbOf(const QColor& c) {
+    return {static_cast<std::uint8_t>(c.red()), static_cast<std::uint8_t>(c.green()),
+            static_cast<std::uint8_t>(c.blue())};
+}
+
+TEST_F(MainWindowTest, AnAutomaticRunShowsTheEngineStepsAndPicturesAsDrawnFromScratch) {
+    const int steps = 25;
+    ASSERT_TRUE(OpenModelCommand(m, window, QUILLANE_EXAMPLES_DIR, "mbb.model"));
+    window.mnuStressAnalysis->trigger();
+    QEventLoop loop;
+    QObject::connect(&window, &frmMain::runChanged, &loop, [&] {
+        if (m.StepCount == 12) {
+            QApplication::processEvents(); // the pictures are looked at mid-run
+            expectFreshPicture(*canvas, "mid-run");
+        }
+        if (m.StepCount >= steps) {
+            AutomaticStop(m, window);
+            loop.quit();
+        }
+    });
+    AutomaticStart(m, window);
+    QTimer::singleShot(20000, &loop, &QEventLoop::quit);
+    loop.exec();
+    ASSERT_TRUE(messages.empty()) << messages.front();
+    ASSERT_EQ(m.StepCount, steps);
+    EXPECT_FALSE(window.tmrOpt->isActive());
+
+    // The engine alone on the same file: the same cells, record and status line.
+    Model e;
+    OpenModel(e, std::string(QUILLANE_EXAMPLES_DIR) + "/mbb.model",
+              CanvasSize{window.canvasWidth(), window.canvasHeight()});
+    MarkActiveNodes(e);
+    RunStressAnalysis(e);
+    for (int k = 0; k < steps; ++k) {
+        Optimization(e);
+    }
+    EXPECT_TRUE(e.CellState == m.CellState);
+    ASSERT_EQ(e.Record.entries.size(), m.Record.entries.size());
+    for (std::size_t k = 0; k < e.Record.entries.size(); ++k) {
+        EXPECT_EQ(e.Record.entries[k].volume, m.Record.entries[k].volume) << k;
+        EXPECT_EQ(e.Record.entries[k].maxStress, m.Record.entries[k].maxStress) << k;
+    }
+    e.StepCount = static_cast<int16>(steps - 1); // the step shown is the count before
+    EXPECT_EQ(window.lblUpDate->text().toStdString(), StepStatusText(e));
+
+    // The last step's pictures drawn from the model on new images, primitive by
+    // primitive: the canvas with the stress map, and the legend.
+    Model drawn = m;
+    ImageSurface canvasImage(canvas->surface().size());
+    canvasImage.setFont(canvas->surface().font());
+    ImageSurface barImage(window.picColorBar->surface().size());
+    barImage.setFont(window.picColorBar->surface().font());
+    barImage.setBackColor(rgbOf(window.palette().color(QPalette::Window)));
+    ApplyCanvasScale(drawn, canvasImage);
+    DrawCanvas(drawn, canvasImage);
+    DrawStressMap(drawn, canvasImage, barImage, drawn.MaxStress, drawn.MinStress, drawn.CellStress);
+    EXPECT_EQ(canvas->surface().image(), canvasImage.image());
+    EXPECT_EQ(window.picColorBar->surface().image(), barImage.image());
+
+    // Whatever changes the picture next shows at once, never the cached one.
+    ApplyImageChoice(m, window, false);
+    expectFreshPicture(*canvas, "potential map");
+    expectFreshPicture(*window.picColorBar, "its legend");
+    BitByBit(m, window);
+    expectFreshPicture(*canvas, "a step by hand");
+    window.resize(700, 500);
+    QApplication::processEvents();
+    expectFreshPicture(*canvas, "resized");
+    clicks(kEditMoveOrigin, {{100, 50}});
+    expectFreshPicture(*canvas, "origin moved");
+    window.mnuClear->trigger();
+    expectFreshPicture(*canvas, "cleared");
+    ASSERT_TRUE(OpenModelCommand(m, window, QUILLANE_EXAMPLES_DIR, "bridge.model"));
+    expectFreshPicture(*canvas, "another model");
+    QTest::qWait(3 * CanvasWidget::kFrameInterval);
+    EXPECT_EQ(canvas->grab().toImage().convertToFormat(QImage::Format_RGB32),
+              canvas->surface().image());
 }
 
 } // namespace

@@ -5,9 +5,12 @@
 #include <QPainter>
 #include <QSvgRenderer>
 #include <QXmlStreamReader>
+#include <random>
 
 #include "display/ColorScale.h"
+#include "display/qt/ImageSurface.h"
 #include "display/qt/Picture.h"
+#include "display/qt/PictureSurface.h"
 #include "support/ModelBuilders.h"
 
 namespace quillane {
@@ -100,6 +103,61 @@ TEST(Picture, SvgDrawsTheSamePictureWithTheLegendTextsAsText) {
         EXPECT_EQ(image.pixelColor(at), color) << at.x() << "," << at.y();
         EXPECT_EQ(drawn.pixelColor(at), color) << at.x() << "," << at.y();
     }
+}
+
+} // namespace
+} // namespace quillane
+
+namespace quillane {
+namespace {
+
+// The picture box's surface against an image that paints every primitive as it comes:
+// random drawings with repeated places, looked at after each, so the cached layer,
+// the boxes left out and the skipped repeats all meet changes in every position.
+TEST(PictureSurface, PaintsWhatEachPrimitivePaintedAtOnceWouldAfterAnyChange) {
+    const QSize size(120, 90);
+    PictureSurface cached(size);
+    ImageSurface direct(size);
+    TeeSurface both(cached, direct);
+    std::mt19937 random(13);
+    const auto pick = [&](int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); };
+    const Rgb colours[] = {{255, 255, 128}, {0, 0, 255}, {0, 255, 255}, {20, 200, 40}};
+    int looks = 0;
+    for (int picture = 0; picture < 40; ++picture) {
+        both.setBackColor(colours[pick(2)]);
+        both.setScale(-10, 10, 10, -5);
+        both.clear();
+        // A fixed part (a layer to keep), then boxes of which a few change each time.
+        both.filledBox(-9, 9, 9, -4, {255, 255, 255});
+        for (int k = -9; k <= 9; k += 3) {
+            both.line(k, 10, k, -5, colours[2]);
+        }
+        for (int n = 0; n < 30; ++n) {
+            const double x = -9 + pick(6) * 3.0;
+            const double y = -4 + pick(4) * 3.0;
+            both.setDrawWidth(1 + pick(2));
+            if (pick(3) == 0) {
+                both.box(x, y, x + 3, y + 3, colours[pick(4)]);
+            } else {
+                both.filledBox(x, y, x + 3, y + 3, colours[picture % 7 == 0 ? pick(4) : n % 4]);
+            }
+        }
+        both.setTextPosition(-9, 9);
+        both.print(picture % 3 == 0 ? "1.00E+01" : "2.50E+00", colours[1]);
+        both.circle(0, 0, 2, colours[1]);
+        both.line(-9, -4, 9, 9, colours[3]);
+        if (pick(4) == 0) {
+            continue; // not looked at: the next picture replaces it unseen
+        }
+        ++looks;
+        ASSERT_EQ(cached.image(), direct.image()) << "picture " << picture;
+        ASSERT_EQ(cached.image(), direct.image()); // looked at again, unchanged
+    }
+    // Repeated pictures are not painted again; the others are, once per look.
+    EXPECT_LE(cached.paints(), looks);
+    cached.resize(QSize(60, 50));
+    direct.resize(QSize(60, 50));
+    EXPECT_EQ(cached.image(), direct.image());
 }
 
 } // namespace

@@ -1,13 +1,16 @@
 #pragma once
-// A picture box: shows the persistent image of its drawing surface and reports the
-// mouse in the surface's user units. It keeps what it shows as a drawing too, so the
-// picture can be saved as vectors.
+// A picture box: shows the picture of its drawing surface and reports the mouse in
+// the surface's user units. The surface keeps the drawing, which also saves the
+// picture as vectors, and paints its pixels when the box shows them: at most once a
+// frame, however often the owner draws.
 
+#include <QElapsedTimer>
 #include <QWidget>
 
-#include "display/RecordingSurface.h"
-#include "display/qt/ImageSurface.h"
 #include "display/qt/Picture.h"
+#include "display/qt/PictureSurface.h"
+
+class QTimer;
 
 namespace quillane {
 
@@ -15,13 +18,16 @@ class CanvasWidget : public QWidget {
     Q_OBJECT
 
   public:
+    // The least time between two repaints, in milliseconds (about a screen's frame).
+    static constexpr int kFrameInterval = 16;
+
     explicit CanvasWidget(QWidget* parent = nullptr);
 
-    ImageSurface& surface() { return surface_; }
+    PictureSurface& surface() { return surface_; }
     // Draws on the picture and keeps the drawing of what it shows.
-    DrawingSurface& drawing() { return drawing_; }
+    DrawingSurface& drawing() { return surface_; }
     // The picture as it stands: its pixels, and its drawing since the last clear.
-    PictureBox picture() const { return {surface_.image(), shown_.ops(), surface_.font()}; }
+    PictureBox picture() const { return {surface_.image(), surface_.ops(), surface_.font()}; }
     // Moves and sizes the box and its image at once, so that what the owner draws
     // right after lands on an image of the new size.
     void place(const QRect& geometry);
@@ -41,12 +47,12 @@ class CanvasWidget : public QWidget {
     void mouseMoveEvent(QMouseEvent* event) override;
 
   private:
-    // A new size starts from a cleared picture.
-    void resized(QSize size);
+    // The picture changed: a repaint now, or when the frame is over.
+    void pictureChanged();
 
-    ImageSurface surface_;
-    RecordingSurface shown_{true};
-    TeeSurface drawing_{surface_, shown_};
+    PictureSurface surface_;
+    QTimer* nextFrame_ = nullptr;
+    QElapsedTimer sincePaint_;
 };
 
 } // namespace quillane

@@ -23,6 +23,7 @@
 #include "ui/RunReport.h"
 #include "ui/Window.h"
 #include "ui/forms/Text.h"
+#include "ui/forms/VectorState.h"
 #include "ui/forms/frmAppliedLoad.h"
 #include "ui/forms/frmController.h"
 #include "ui/forms/frmConvergenceChart.h"
@@ -247,6 +248,7 @@ void frmMain::placeBesideCanvas(QDialog& dialog) {
 }
 
 void frmMain::handle(const std::function<void()>& handler) {
+    CleanVectorState();
     RunGuarded(model_, *this, handler);
     refreshPictures();
 }
@@ -321,7 +323,10 @@ void frmMain::setTimerInterval(int milliseconds) {
     if (milliseconds <= 0) {
         tmrOpt->stop();
     } else {
-        tmrOpt->start(milliseconds);
+        // The shortest interval asks for steps as fast as the message loop lets the
+        // ticks through: a zero timer does that without the slack of a 1 ms one,
+        // and still lets every other event (the stop button) through first.
+        tmrOpt->start(milliseconds <= 1 ? 0 : milliseconds);
     }
 }
 
@@ -376,11 +381,10 @@ void frmMain::picCanvas_MouseMove(float x, float y) {
 }
 
 void frmMain::tmrOpt_Timer() {
-    handle([this] { OptimizationTimerTick(model_, *this); });
-    // Show this step before the next tick runs the one after it.
-    picCanvas->repaint();
-    picColorBar->repaint();
-    lblUpDate->repaint();
+    CleanVectorState();
+    // The pictures repaint themselves, at most once a frame: a fast run makes more
+    // steps a second than a screen shows.
+    RunGuarded(model_, *this, [this] { OptimizationTimerTick(model_, *this); });
 }
 
 void frmMain::mnuImageCopy_Click() {
