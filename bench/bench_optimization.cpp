@@ -4,36 +4,18 @@
 
 #include "fem/StressAnalysis.h"
 #include "optimize/Optimization.h"
-#include "support/ModelBuilders.h"
+#include "support/HalfBeam.h"
 
 using namespace quillane;
 
 namespace {
 
-// The half-beam: symmetry on the left edge (fixed in x), a roller at the lower
-// right corner (fixed in y), the load at the upper left corner. Small non-design
-// patches keep the load and the support attached while material moves.
-Model mbbHalfBeam(int columns, int rows) {
-    Model m = support::makePlate(rows, columns, 10.0f);
-    support::fixLeftEdge(m, true, false);
-    support::fixNode(m, support::nodeAt(m, 1, columns + 1), false, true);
-    support::loadNode(m, support::nodeAt(m, rows + 1, 1), 0.0, -1000.0);
-    support::setCells(m, rows - 1, 1, rows, 2, kCellNonDesign);
-    support::setCells(m, 1, columns - 1, 2, columns, kCellNonDesign);
-    MarkActiveNodes(m);
-    m.Lambda = 0.1f;
-    m.Epsilon = 3;
-    RunStressAnalysis(m);
-    // A target a third of the way up the first stress range lets material go.
-    m.StressTarget = static_cast<float>(m.AvgStress);
-    return m;
-}
-
 // The first `runLength` steps of a run, again and again: each timing iteration is one
 // step. Rates are per second of wall time, which a solver on several threads shortens
 // while it adds CPU time. With reuse on, a step whose system is the one before it takes that solve.
 void optimizationSteps(benchmark::State& state, int runLength) {
-    Model start = mbbHalfBeam(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
+    Model start =
+        support::mbbHalfBeam(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
     start.ReuseSolves = state.range(2) != 0;
     Model m = start;
     int stepsInRun = 0;

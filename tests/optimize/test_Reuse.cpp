@@ -17,30 +17,12 @@
 #include "model/ModelFile.h"
 #include "optimize/Optimization.h"
 #include "support/Bits.h"
-#include "support/ModelBuilders.h"
+#include "support/HalfBeam.h"
 
 using namespace quillane;
 using support::bits;
 
 namespace {
-
-// The MBB half-beam: symmetry on the left edge, a roller at the lower right corner,
-// the load at the upper left one, non-design patches at both. Material moves for a
-// few dozen steps, then the layout holds still.
-Model halfBeam(int columns, int rows) {
-    Model m = support::makePlate(rows, columns, 10.0f);
-    support::fixLeftEdge(m, true, false);
-    support::fixNode(m, support::nodeAt(m, 1, columns + 1), false, true);
-    support::loadNode(m, support::nodeAt(m, rows + 1, 1), 0.0, -1000.0);
-    support::setCells(m, rows - 1, 1, rows, 2, kCellNonDesign);
-    support::setCells(m, 1, columns - 1, 2, columns, kCellNonDesign);
-    MarkActiveNodes(m);
-    m.Lambda = 0.1f;
-    m.Epsilon = 3;
-    RunStressAnalysis(m);
-    m.StressTarget = static_cast<float>(m.AvgStress);
-    return m;
-}
 
 template <class A> void expectSameBits(const A& a, const A& b, const char* what) {
     ASSERT_EQ(a.size(), b.size()) << what;
@@ -63,7 +45,7 @@ void expectSameResults(const Model& a, const Model& b) {
 
 TEST(Reuse, StepsGiveTheSameBitsWithAndWithoutItAndReuseOnceTheLayoutHoldsStill) {
     for (const auto& [columns, rows] : {std::pair{30, 10}, {24, 12}}) {
-        Model on = halfBeam(columns, rows);
+        Model on = support::mbbHalfBeam(columns, rows);
         Model off = on;
         off.ReuseSolves = false;
         int reused = 0;
@@ -90,7 +72,7 @@ TEST(Reuse, StepsGiveTheSameBitsWithAndWithoutItAndReuseOnceTheLayoutHoldsStill)
 
 // An analysed half-beam, re-assembled: its system is the kept one.
 Model assembledAgain() {
-    Model m = halfBeam(12, 6);
+    Model m = support::mbbHalfBeam(12, 6);
     AssembleSystem(m);
     return m;
 }
@@ -123,7 +105,7 @@ TEST(Reuse, OneBitOfTheSystemDifferentIsADifferentSystem) {
 }
 
 TEST(Reuse, ALoadOneUlpOffIsSolvedAsIfNothingWereKept) {
-    Model m = halfBeam(12, 6);
+    Model m = support::mbbHalfBeam(12, 6);
     const int node = support::nodeAt(m, 7, 1);
     m.NodeLoad(node, 2) = std::nextafter(m.NodeLoad(node, 2), 0.0);
     Model fresh = m;
@@ -137,7 +119,7 @@ TEST(Reuse, ALoadOneUlpOffIsSolvedAsIfNothingWereKept) {
 }
 
 TEST(Reuse, AnAnalysisClearOpenOrAFailedSolveForgetsTheKeptSolve) {
-    Model m = halfBeam(12, 6);
+    Model m = support::mbbHalfBeam(12, 6);
     ASSERT_TRUE(AnalyseLayout(m).reused);
     EXPECT_FALSE(RunStressAnalysis(m).reused);
 
