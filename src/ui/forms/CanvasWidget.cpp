@@ -2,7 +2,6 @@
 
 #include <QMouseEvent>
 #include <QPainter>
-#include <QTimer>
 
 namespace quillane {
 
@@ -11,29 +10,13 @@ CanvasWidget::CanvasWidget(QWidget* parent) : QWidget(parent) {
     setMouseTracking(true);
     setAttribute(Qt::WA_OpaquePaintEvent);
     surface_.setFont(font());
-    nextFrame_ = new QTimer(this);
-    nextFrame_->setSingleShot(true);
-    connect(nextFrame_, &QTimer::timeout, this, [this] { update(); });
     // Whatever draws on the picture, from any handler or dialog, shows at the
     // next paint.
-    surface_.setOnChange([this] { pictureChanged(); });
-}
-
-void CanvasWidget::pictureChanged() {
-    if (nextFrame_->isActive()) {
-        return;
-    }
-    const qint64 since = sincePaint_.isValid() ? sincePaint_.elapsed() : kFrameInterval;
-    if (since >= kFrameInterval) {
-        update();
-    } else {
-        // The last picture of a burst shows too, once the frame is over.
-        nextFrame_->start(static_cast<int>(kFrameInterval - since));
-    }
+    surface_.setOnChange([this] { nextFrame_.request(); });
 }
 
 void CanvasWidget::paintEvent(QPaintEvent*) {
-    sincePaint_.start();
+    nextFrame_.ran();
     QPainter p(this);
     p.drawImage(0, 0, surface_.image());
 }

@@ -4,13 +4,11 @@
 // picture as vectors, and paints its pixels when the box shows them: at most once a
 // frame, however often the owner draws.
 
-#include <QElapsedTimer>
 #include <QWidget>
 
 #include "display/qt/Picture.h"
 #include "display/qt/PictureSurface.h"
-
-class QTimer;
+#include "ui/forms/Pacer.h"
 
 namespace quillane {
 
@@ -47,12 +45,9 @@ class CanvasWidget : public QWidget {
     void mouseMoveEvent(QMouseEvent* event) override;
 
   private:
-    // The picture changed: a repaint now, or when the frame is over.
-    void pictureChanged();
-
     PictureSurface surface_;
-    QTimer* nextFrame_ = nullptr;
-    QElapsedTimer sincePaint_;
+    // A repaint when the picture changed: now, or when the frame is over.
+    Pacer nextFrame_{this, kFrameInterval, [this] { update(); }};
 };
 
 } // namespace quillane

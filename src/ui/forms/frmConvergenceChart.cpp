@@ -7,7 +7,6 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
-#include <QTimer>
 #include <QVBoxLayout>
 
 #include "display/qt/ConvergenceChart.h"
@@ -17,14 +16,9 @@
 
 namespace quillane {
 
-namespace {
-
-constexpr int kRedrawInterval = 1000 / frmConvergenceChart::kRedrawsPerSecond; // ms
-
-} // namespace
-
 frmConvergenceChart::frmConvergenceChart(Model& m, Desktop& d, QWidget* parent)
-    : QWidget(parent, Qt::Window), m_(m), d_(d) {
+    : QWidget(parent, Qt::Window), m_(m), d_(d),
+      redraw_(this, 1000 / kRedrawsPerSecond, [this] { refresh(); }) {
     setWindowTitle("Convergence Chart");
     chart = new ConvergenceChart;
     picChart = new QChartView(chart, this); // the view owns the chart
@@ -47,10 +41,6 @@ frmConvergenceChart::frmConvergenceChart(Model& m, Desktop& d, QWidget* parent)
     buttons->addStretch();
     layout->addLayout(buttons);
     resize(760, 520);
-
-    pending_ = new QTimer(this);
-    pending_->setSingleShot(true);
-    connect(pending_, &QTimer::timeout, this, &frmConvergenceChart::refresh);
 
     connect(cmdSaveChart, &QPushButton::clicked, this, [this] {
         const QString png = "PNG image (*.png)";
@@ -80,26 +70,18 @@ frmConvergenceChart::frmConvergenceChart(Model& m, Desktop& d, QWidget* parent)
 
 void frmConvergenceChart::recordChanged() {
     // A hidden window catches up when it is shown.
-    if (!isVisible() || pending_->isActive()) {
-        return;
-    }
-    const qint64 since = sinceRedraw_.isValid() ? sinceRedraw_.elapsed() : kRedrawInterval;
-    if (since >= kRedrawInterval) {
-        refresh();
-    } else {
-        // The last change of a burst is drawn too, once the interval is over.
-        pending_->start(static_cast<int>(kRedrawInterval - since));
+    if (isVisible()) {
+        redraw_.request();
     }
 }
 
 void frmConvergenceChart::refresh() {
-    pending_->stop();
+    redraw_.ran();
     chart->Follow(m_.Record);
     const QString notice = qText(RunNoticeText(m_));
     if (lblNotice->text() != notice) {
         lblNotice->setText(notice);
     }
-    sinceRedraw_.start();
     ++redraws_;
 }
 

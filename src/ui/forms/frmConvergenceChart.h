@@ -4,16 +4,15 @@
 // chart as PNG or SVG and the record as CSV. Not modal: the run goes on while it is
 // open.
 
-#include <QElapsedTimer>
 #include <QWidget>
 
 #include "model/Model.h"
 #include "ui/Desktop.h"
+#include "ui/forms/Pacer.h"
 
 class QChartView;
 class QLabel;
 class QPushButton;
-class QTimer;
 
 namespace quillane {
 
@@ -58,8 +57,8 @@ class frmConvergenceChart : public QWidget {
 
     Model& m_;
     Desktop& d_;
-    QTimer* pending_ = nullptr;
-    QElapsedTimer sinceRedraw_;
+    // At most kRedrawsPerSecond redraws; the last change of a burst is drawn too.
+    Pacer redraw_;
     int redraws_ = 0;
 };
 
