@@ -20,7 +20,6 @@
 #include "model/ModelFile.h"
 #include "optimize/Optimization.h"
 #include "ui/Commands.h"
-#include "ui/forms/VectorState.h"
 #include "ui/forms/frmMain.h"
 
 using namespace quillane;
@@ -53,8 +52,6 @@ Round engineRound(int steps, CanvasSize canvas) {
     // What the window's drawing of the opened model does first.
     MarkActiveNodes(m);
     RunStressAnalysis(m);
-    // As in a program of its own: no vector state left behind by the window's drawing.
-    CleanVectorState();
     QElapsedTimer clock;
     clock.start();
     for (int k = 0; k < steps; ++k) {

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "fem/SweepPlan.h"
+#include "fem/VectorState.h"
 
 namespace quillane {
 
@@ -827,6 +828,26 @@ SolverReport PreconditionedCG(int16 n, int16 capacity, Array1<int16>& UpperCount
                             TransposeFill);
 }
 
+namespace {
+
+// The factor on K's pattern: the lower store from the upper one, the incomplete
+// factorization, and the factor transposed into the upper pattern.
+void factorize(int16 n, int16 capacity, Array1<int16>& UpperCount, Array1<int16>& LowerCount,
+               Array2<int16>& UpperColumn, Array2<int16>& LowerColumn,
+               const Array2<double>& UpperValue, Array2<double>& LowerValue,
+               const Array1<double>& DiagonalValue, double tolerance, Array2<double>& FactorUpper,
+               Array2<double>& FactorLower, Array1<double>& FactorInvDiag,
+               Array1<int16>& TransposeFill) {
+    TransposeRows(n, capacity, UpperCount, LowerCount, UpperColumn, LowerColumn, UpperValue,
+                  LowerValue, TransposeFill);
+    IncompleteCholesky(n, capacity, LowerCount, LowerColumn, LowerValue, DiagonalValue, FactorLower,
+                       FactorInvDiag, tolerance);
+    TransposeRows(n, capacity, LowerCount, UpperCount, LowerColumn, UpperColumn, FactorLower,
+                  FactorUpper, TransposeFill);
+}
+
+} // namespace
+
 SolverReport SolveEquations(int16 n, int16 capacity, Array1<int16>& UpperCount,
                             Array1<int16>& LowerCount, Array2<int16>& UpperColumn,
                             Array2<int16>& LowerColumn, Array2<double>& UpperValue,
@@ -837,12 +858,8 @@ SolverReport SolveEquations(int16 n, int16 capacity, Array1<int16>& UpperCount,
                             Array1<double>& ResidualVector, Array1<double>& DirectionVector,
                             Array1<double>& PrecondVector, Array1<double>& ProductVector,
                             Array1<int16>& TransposeFill) {
-    TransposeRows(n, capacity, UpperCount, LowerCount, UpperColumn, LowerColumn, UpperValue,
-                  LowerValue, TransposeFill);
-    IncompleteCholesky(n, capacity, LowerCount, LowerColumn, LowerValue, DiagonalValue, FactorLower,
-                       FactorInvDiag, tolerance);
-    TransposeRows(n, capacity, LowerCount, UpperCount, LowerColumn, UpperColumn, FactorLower,
-                  FactorUpper, TransposeFill);
+    factorize(n, capacity, UpperCount, LowerCount, UpperColumn, LowerColumn, UpperValue, LowerValue,
+              DiagonalValue, tolerance, FactorUpper, FactorLower, FactorInvDiag, TransposeFill);
     return PreconditionedCG(n, capacity, UpperCount, LowerCount, UpperColumn, LowerColumn,
                             UpperValue, LowerValue, DiagonalValue, LoadVector, tolerance,
                             SolutionVector, FactorUpper, FactorLower, FactorInvDiag, ResidualVector,
@@ -860,12 +877,9 @@ SolverReport SolveEquations(Model& m, double tolerance) {
                               m.PrecondVector, m.ProductVector, m.TransposeFill);
     }
     const int16 n = m.EquationCount;
-    TransposeRows(n, capacity, m.UpperCount, m.LowerCount, m.UpperColumn, m.LowerColumn,
-                  m.UpperValue, m.LowerValue, m.TransposeFill);
-    IncompleteCholesky(n, capacity, m.LowerCount, m.LowerColumn, m.LowerValue, m.DiagonalValue,
-                       m.FactorLower, m.FactorInvDiag, tolerance);
-    TransposeRows(n, capacity, m.LowerCount, m.UpperCount, m.LowerColumn, m.UpperColumn,
-                  m.FactorLower, m.FactorUpper, m.TransposeFill);
+    factorize(n, capacity, m.UpperCount, m.LowerCount, m.UpperColumn, m.LowerColumn, m.UpperValue,
+              m.LowerValue, m.DiagonalValue, tolerance, m.FactorUpper, m.FactorLower,
+              m.FactorInvDiag, m.TransposeFill);
     // The stores are range-checked by the iteration itself; the plan reads them first,
     // so check their shape here.
     const int stride = m.UpperColumn.stride();

@@ -8,6 +8,7 @@
 #include "fem/ElementStiffness.h"
 #include "fem/Mesh.h"
 #include "fem/Stresses.h"
+#include "fem/VectorState.h"
 
 namespace quillane {
 
@@ -132,6 +133,9 @@ void AssembleSystem(Model& m) {
 }
 
 AnalysisReport AnalyseLayout(Model& m) {
+    // The window's drawing may have left the vector registers in a state that slows
+    // every instruction of the analysis down.
+    ClearUpperVectorState();
     CheckAnalysisInput(m);
     AnalysisReport report;
     AssembleSystem(m);

@@ -133,18 +133,4 @@ void SpinBarrier::wait() {
     }
 }
 
-#if defined(__x86_64__)
-__attribute__((target("avx"))) static void zeroUpper() {
-    _mm256_zeroupper();
-}
-#endif
-
-void ClearUpperVectorState() {
-#if defined(__x86_64__)
-    if (__builtin_cpu_supports("avx")) {
-        zeroUpper();
-    }
-#endif
-}
-
 } // namespace quillane

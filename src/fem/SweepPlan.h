@@ -70,8 +70,4 @@ class SpinBarrier {
     alignas(64) std::atomic<int> generation_{0};
 };
 
-// Clears the upper halves of the vector registers where the processor has them, so
-// that code after a toolkit's wide instructions does not pay the transition penalty.
-void ClearUpperVectorState();
-
 } // namespace quillane

@@ -23,7 +23,6 @@
 #include "ui/RunReport.h"
 #include "ui/Window.h"
 #include "ui/forms/Text.h"
-#include "ui/forms/VectorState.h"
 #include "ui/forms/frmAppliedLoad.h"
 #include "ui/forms/frmController.h"
 #include "ui/forms/frmConvergenceChart.h"
@@ -248,7 +247,6 @@ void frmMain::placeBesideCanvas(QDialog& dialog) {
 }
 
 void frmMain::handle(const std::function<void()>& handler) {
-    CleanVectorState();
     RunGuarded(model_, *this, handler);
     refreshPictures();
 }
@@ -381,7 +379,6 @@ void frmMain::picCanvas_MouseMove(float x, float y) {
 }
 
 void frmMain::tmrOpt_Timer() {
-    CleanVectorState();
     // The pictures repaint themselves, at most once a frame: a fast run makes more
     // steps a second than a screen shows.
     RunGuarded(model_, *this, [this] { OptimizationTimerTick(model_, *this); });
